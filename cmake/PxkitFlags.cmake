@@ -1,0 +1,52 @@
+# Compiler flags shared by every target of the project.
+
+# Results are defined bit for bit: never let the compiler fuse a*b+c on its own
+# (GCC does by default on aarch64, and on x86 once FMA is enabled). Fused
+# operations are written out with std::fma or Highway's MulAdd where intended.
+add_compile_options(-ffp-contract=off -fno-math-errno)
+add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion)
+if(PXKIT_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  add_compile_options(-O2)
+endif()
+
+if(PXKIT_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -g -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(PXKIT_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                      -g -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined -fno-sanitize-recover=all)
+elseif(NOT PXKIT_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "PXKIT_SANITIZE must be '', 'thread' or 'address'")
+endif()
+
+find_package(Threads REQUIRED)
+
+# Libraries every pxkit binary links: POSIX threads, libm, and (on x86-64) the
+# Highway run-time that detects the CPU for dynamic dispatch.
+function(pxkit_link_runtime target scope)
+  target_link_libraries(${target} ${scope} Threads::Threads m)
+  if(PXKIT_HWY_LIBRARY)
+    target_link_libraries(${target} ${scope} ${PXKIT_HWY_LIBRARY})
+  endif()
+endfunction()
+
+# pxkit_add_subsystem(NAME SOURCES a.cc ... [SIMD_SOURCES k.cc ...])
+# Adds an object library that goes into libpxkit. SIMD_SOURCES are the files
+# compiled once per vector target through Highway's foreach_target.
+function(pxkit_add_subsystem name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;SIMD_SOURCES" ${ARGN})
+  add_library(pxkit_${name} OBJECT ${ARG_SOURCES} ${ARG_SIMD_SOURCES})
+  target_include_directories(pxkit_${name} PRIVATE
+    ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+  target_compile_definitions(pxkit_${name} PRIVATE PXKIT_BUILDING_LIBRARY)
+  pxkit_use_highway(pxkit_${name})
+  if(ARG_SIMD_SOURCES)
+    pxkit_simd_sources(pxkit_${name} ${ARG_SIMD_SOURCES})
+  endif()
+  set_property(GLOBAL APPEND PROPERTY PXKIT_OBJECT_LIBS pxkit_${name})
+endfunction()

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing pxkit need.
+# Usage: scripts/install-deps.sh [test|bench|all]   (default: test)
+# As root it runs apt-get; otherwise it prints the exact command and stops.
+set -euo pipefail
+
+group=${1:-test}
+packages=(
+  cmake make g++ pkg-config
+  libgtest-dev googletest libbenchmark-dev libhwy-dev   # tests, benchmarks, SIMD
+  g++-aarch64-linux-gnu qemu-user                       # aarch64 cross build, run under qemu
+  libpng-dev libtiff-dev                                # the pxkit command-line tool
+)
+case "$group" in
+  test) ;;
+  bench|all) packages+=(libopencv-dev) ;;                # optional baselines in the benchmarks
+  *) echo "usage: $0 [test|bench|all]" >&2; exit 2 ;;
+esac
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+if [ "$(id -u)" -ne 0 ]; then
+  echo "pxkit needs these packages; install them as root with:"
+  echo "  apt-get update && apt-get install -y ${missing[*]}"
+  exit 1
+fi
+echo "installing: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -qq
+apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -1,0 +1,17 @@
+/* The public header compiled as strict C99 and linked against the shared library. */
+#include "pxkit.h"
+
+#include <stdio.h>
+#include <string.h>
+
+int main(void) {
+  static const uint8_t expected[8] = {0x01, 0x01, 0x07, 0x00, 0xE5, 0x07, 0x09, 0x12};
+  uint8_t version[8];
+  if (get_pxkit_version(version) != version || memcmp(version, expected, sizeof expected) != 0) {
+    puts("get_pxkit_version returned wrong bytes");
+    return 1;
+  }
+  if (get_pxkit_version(NULL) != NULL) return 1;
+  printf("pxkit %u.%u.%u\n", version[0], version[1], version[2] | (version[3] << 8));
+  return 0;
+}

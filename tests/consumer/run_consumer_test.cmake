@@ -1,0 +1,39 @@
+# Installs the build into a scratch prefix, then builds and runs the consumer
+# once through find_package(pxkit) and once through pkg-config.
+set(prefix ${WORK_DIR}/prefix)
+file(REMOVE_RECURSE ${WORK_DIR})
+file(MAKE_DIRECTORY ${WORK_DIR})
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "command failed (${rc}): ${ARGN}\n${out}\n${err}")
+  endif()
+  set(last_output "${out}" PARENT_SCOPE)
+endfunction()
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+# find_package(pxkit) -> pxkit::pxkit
+run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/cmake-build -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
+run(${WORK_DIR}/cmake-build/consumer)
+if(NOT last_output MATCHES "pxkit 1.1.7")
+  message(FATAL_ERROR "find_package consumer printed: ${last_output}")
+endif()
+
+# pkg-config --cflags --libs pxkit
+file(GLOB pcdirs ${prefix}/lib*/pkgconfig ${prefix}/lib/*/pkgconfig)
+string(REPLACE ";" ":" pcpath "${pcdirs}")
+set(ENV{PKG_CONFIG_PATH} "${pcpath}")
+run(pkg-config --cflags --libs pxkit)
+string(STRIP "${last_output}" flags)
+separate_arguments(flags UNIX_COMMAND "${flags}")
+run(pkg-config --variable=libdir pxkit)
+string(STRIP "${last_output}" libdir)
+run(cc ${SOURCE_DIR}/main.c -o ${WORK_DIR}/pc-consumer ${flags} -Wl,-rpath,${libdir})
+run(${WORK_DIR}/pc-consumer)
+if(NOT last_output MATCHES "pxkit 1.1.7")
+  message(FATAL_ERROR "pkg-config consumer printed: ${last_output}")
+endif()
+message(STATUS "installed pxkit consumed through find_package and pkg-config")
