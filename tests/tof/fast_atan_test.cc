@@ -1,0 +1,124 @@
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+#include "pxkit.h"
+#include "support/test_support.h"
+#include "tof/atan_table.h"
+
+namespace {
+
+using pxtest::same_bits;
+
+// The table recomputed from its definition: atan(i/16) in double rounded once
+// to f32, slopes 16 * (a[i+1] - a[i]) in f32, every value printed with six
+// decimals and read back as the nearest f32.
+float six_decimals(float v) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.6f", static_cast<double>(v));
+  return std::strtof(text, nullptr);
+}
+
+TEST(AtanTable, MatchesItsDefinition) {
+  float a[2049];
+  for (int i = 0; i <= 2048; ++i) a[i] = static_cast<float>(std::atan(i / 16.0));
+  for (int i = 0; i < 2048; ++i) {
+    EXPECT_TRUE(same_bits(pxkit::atan_table[i], six_decimals(a[i]))) << "entry " << i;
+    const float slope = 16.0f * (a[i + 1] - a[i]);
+    EXPECT_TRUE(same_bits(pxkit::atan_table[2048 + i], six_decimals(slope))) << "slope " << i;
+  }
+}
+
+TEST(AtanTable, QuotedValues) {
+  EXPECT_EQ(pxkit::atan_table[1], 0.062419f);
+  EXPECT_EQ(pxkit::atan_table[16], 0.785398f);
+  EXPECT_EQ(pxkit::atan_table[2047], 1.562980f);
+  EXPECT_EQ(pxkit::atan_table[2048 + 0], 0.998701f);
+  EXPECT_EQ(pxkit::atan_table[2048 + 2046], 0.000061f);
+  EXPECT_EQ(pxkit::atan_table[2048 + 2047], 0.000061f);
+}
+
+TEST(FastAtan2, AxesAndQuadrantsOfTheUnitVectors) {
+  EXPECT_EQ(fast_atan2(0, 0), 1.5707964f);
+  EXPECT_TRUE(same_bits(fast_atan2(0, 1), 0.0f));
+  EXPECT_EQ(fast_atan2(0, -1), 3.1415927f);
+  EXPECT_EQ(fast_atan2(1, 0), 1.5707964f);
+  EXPECT_EQ(fast_atan2(-1, 0), 4.712389f);
+  EXPECT_EQ(fast_atan2(1, 1), 0.785398f);  // table entry 16, no interpolation
+  EXPECT_EQ(fast_atan2(-1, 1), 6.2831855f - 0.785398f);
+  EXPECT_EQ(fast_atan2(-1, -1), 0.785398f + 3.1415927f);
+  EXPECT_EQ(fast_atan2(1, -1), 3.1415927f - 0.785398f);
+}
+
+TEST(FastAtan2, SaturatesBeyondRatio128) {
+  EXPECT_EQ(fast_atan2(1000, 1), 1.56298f);
+  EXPECT_EQ(fast_atan2(-1000, 1), 4.7202053f);
+  EXPECT_EQ(fast_atan2(-1000, -1), 4.7045727f);
+  EXPECT_EQ(fast_atan2(1000, -1), 1.5786127f);
+  EXPECT_EQ(fast_atan2(128, 1), 1.56298f);  // 128 itself saturates
+  EXPECT_EQ(fast_atan2(1, 1e-30f), 1.56298f);
+  EXPECT_NE(fast_atan2(127.99f, 1), 1.56298f);
+}
+
+TEST(FastAtan2, SignedZeroAndNaN) {
+  EXPECT_EQ(fast_atan2(-0.0f, 0), 1.5707964f);  // -0 counts as y >= 0
+  EXPECT_TRUE(same_bits(fast_atan2(-0.0f, 5), 0.0f));
+  EXPECT_EQ(fast_atan2(-0.0f, -5), 3.1415927f);
+  EXPECT_EQ(fast_atan2(1, NAN), 1.5707964f);
+  EXPECT_EQ(fast_atan2(-1, NAN), 4.712389f);
+  EXPECT_EQ(fast_atan2(NAN, 0), 4.712389f);  // NaN is not >= 0
+}
+
+TEST(FastAtan2, CloseToAtan2AndInRange) {
+  std::uniform_real_distribution<float> dist(-4096.0f, 4096.0f);
+  for (int n = 0; n < 200000; ++n) {
+    const float y = dist(pxtest::rng()), x = dist(pxtest::rng());
+    const float got = fast_atan2(y, x);
+    ASSERT_GE(got, 0.0f);
+    ASSERT_LT(got, 6.2831855f);
+    double want = std::atan2(static_cast<double>(y), static_cast<double>(x));
+    if (want < 0) want += 2 * M_PI;
+    const bool table_range = std::fabs(y) < 128 * std::fabs(x) && std::fabs(x) < 128 * std::fabs(y);
+    // Linear interpolation on a 1/16 grid is within 3.2e-4 of atan; the
+    // saturated results stop 0.0078 short of the axis.
+    const double bound = table_range ? 4e-4 : 8e-3;
+    double err = std::fabs(got - want);
+    err = std::min(err, 2 * M_PI - err);
+    ASSERT_LT(err, bound) << "y=" << y << " x=" << x;
+  }
+}
+
+TEST(FastAtan2, ReversedSineGivesTheMirrorAngle) {
+  // Swapping the roles of the 90 and 270 degree samples negates y: the two
+  // angles add up to a full turn when y != 0 and the ratio is not saturated.
+  for (float y = 1; y < 50; y += 7)
+    for (float x : {-40.0f, -3.0f, 5.0f, 33.0f})
+      EXPECT_NEAR(fast_atan2(y, x) + fast_atan2(-y, x), 6.2831855f, 1e-6f);
+}
+
+TEST(FastAtan, OneArgumentFamily) {
+  EXPECT_TRUE(same_bits(fast_atan(0.0f), -0.0f));
+  EXPECT_TRUE(same_bits(fast_atan_nearest(0.0f), -0.0f));
+  EXPECT_TRUE(same_bits(fast_atan_pi(0.0f), 0.0f));
+  EXPECT_TRUE(same_bits(fast_atan_pi_nearest(0.0f), 0.0f));
+  EXPECT_EQ(fast_atan(1.0f), 0.785398f);
+  EXPECT_EQ(fast_atan(-1.0f), -0.785398f);
+  EXPECT_EQ(fast_atan(500.0f), 1.56298f);
+  EXPECT_EQ(fast_atan(-128.0f), -1.56298f);
+  EXPECT_EQ(fast_atan_pi(-1.0f), 3.1415927f - 0.785398f);
+  EXPECT_EQ(fast_atan_pi(-128.0f), 1.5786127f);
+  EXPECT_EQ(fast_atan_pi(300.0f), 1.56298f);
+  // Nearest variants take the table entry alone: 1.03 lies in the segment of 1.0.
+  EXPECT_EQ(fast_atan_nearest(1.03f), pxkit::atan_table[16]);
+  EXPECT_EQ(fast_atan_nearest(-1.03f), -pxkit::atan_table[16]);
+  EXPECT_EQ(fast_atan_pi_nearest(1.03f), pxkit::atan_table[16]);
+  EXPECT_EQ(fast_atan_pi_nearest(-1.03f), 3.1415927f - pxkit::atan_table[16]);
+  EXPECT_GT(fast_atan(1.03f), fast_atan_nearest(1.03f));
+  // Odd symmetry, and the folded form adds up to pi with its mirror.
+  for (float r = 0.01f; r < 130.0f; r *= 1.7f) {
+    EXPECT_TRUE(same_bits(fast_atan(-r), -fast_atan(r))) << r;
+    EXPECT_EQ(fast_atan_pi(r), fast_atan(r)) << r;
+  }
+}
+
+}  // namespace
