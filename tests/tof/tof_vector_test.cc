@@ -1,0 +1,146 @@
+// The vector arctangent and amplitude against their scalar forms, lane for
+// lane, on every vector target this CPU has.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "tof/tof_vector_test.cc"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "tof/tof_vector-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace pxkit {
+namespace HWY_NAMESPACE {
+
+// n must be a multiple of the lane count (callers pad).
+void AtanArrays(const float* y, const float* x, float* angle, std::size_t n) {
+  const hn::ScalableTag<float> df;
+  for (std::size_t i = 0; i < n; i += hn::Lanes(df))
+    hn::StoreU(FastAtan2(df, hn::LoadU(df, y + i), hn::LoadU(df, x + i)), df, angle + i);
+}
+
+void AmplitudeArrays(const float* x, const float* y, std::int32_t* amplitude, std::size_t n) {
+  const hn::ScalableTag<float> df;
+  const hn::RebindToSigned<decltype(df)> di;
+  for (std::size_t i = 0; i < n; i += hn::Lanes(df))
+    hn::StoreU(Amplitude(df, hn::LoadU(df, x + i), hn::LoadU(df, y + i)), di, amplitude + i);
+}
+
+void LowBits(const std::int32_t* v, std::uint16_t* low16, std::uint8_t* low8, std::size_t n) {
+  const hn::ScalableTag<std::int32_t> di;
+  for (std::size_t i = 0; i < n; i += hn::Lanes(di)) {
+    StoreLow16(di, hn::LoadU(di, v + i), low16 + i);
+    StoreLow8(di, hn::LoadU(di, v + i), low8 + i);
+  }
+}
+
+}  // namespace HWY_NAMESPACE
+}  // namespace pxkit
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+#include <cmath>
+#include <limits>
+
+#include "simd/dispatch.h"
+#include "support/test_support.h"
+#include "tof/amplitude.h"
+
+namespace pxkit {
+HWY_EXPORT(AtanArrays);
+HWY_EXPORT(AmplitudeArrays);
+HWY_EXPORT(LowBits);
+}  // namespace pxkit
+
+namespace {
+
+constexpr std::size_t kPad = 64;  // a multiple of every target's f32 lane count
+
+template <class T>
+void pad(std::vector<T>& v) {
+  v.resize((v.size() + kPad - 1) / kPad * kPad);
+}
+
+std::vector<float> special_values() {
+  const float inf = std::numeric_limits<float>::infinity();
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  return {0.0f, -0.0f, 1.0f, -1.0f, nan, -nan, inf, -inf, 1e-30f, -1e-30f, 1e30f, -1e30f,
+          127.99998f, 128.0f, 128.00002f, -127.99998f, -128.0f, 0.0625f, 65535.0f, -131070.0f,
+          std::numeric_limits<float>::denorm_min(), -std::numeric_limits<float>::denorm_min()};
+}
+
+class TofVector : public testing::TestWithParam<std::int64_t> {
+ protected:
+  pxtest::ScopedTarget target_{GetParam()};
+};
+
+TEST_P(TofVector, FastAtan2MatchesScalarBitForBit) {
+  std::vector<float> y, x;
+  for (int b = -300; b <= 300; ++b)
+    for (int a = -300; a <= 300; ++a) {
+      y.push_back(static_cast<float>(b));
+      x.push_back(static_cast<float>(a));
+    }
+  const auto special = special_values();
+  for (float b : special)
+    for (float a : special) {
+      y.push_back(b);
+      x.push_back(a);
+      y.push_back(a * 127.99f);  // ratios on both sides of the saturation point
+      x.push_back(a);
+    }
+  std::uniform_real_distribution<float> wide(-1e6f, 1e6f);
+  for (int n = 0; n < 50000; ++n) {
+    y.push_back(wide(pxtest::rng()));
+    x.push_back(wide(pxtest::rng()));
+  }
+  pad(y);
+  pad(x);
+  std::vector<float> angle(y.size());
+  auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::AtanArrays));
+  ASSERT_NE(kernel, nullptr);
+  kernel(y.data(), x.data(), angle.data(), y.size());
+  for (std::size_t i = 0; i < y.size(); ++i)
+    ASSERT_TRUE(pxtest::same_bits(angle[i], pxkit::fast_atan2_scalar(y[i], x[i])))
+        << "y=" << y[i] << " x=" << x[i] << " vector " << angle[i];
+}
+
+TEST_P(TofVector, AmplitudeMatchesScalar) {
+  auto xs = pxtest::random_ints<float>(20000, -131070, 131070);
+  auto ys = pxtest::random_ints<float>(20000, -131070, 131070);
+  for (float extreme : {0.0f, 1.0f, -1.0f, 65535.0f, -65536.0f, 131070.0f, -131070.0f}) {
+    xs.push_back(extreme);
+    ys.push_back(-extreme);
+  }
+  pad(xs);
+  pad(ys);
+  std::vector<std::int32_t> amplitude(xs.size());
+  auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::AmplitudeArrays));
+  ASSERT_NE(kernel, nullptr);
+  kernel(xs.data(), ys.data(), amplitude.data(), xs.size());
+  for (std::size_t i = 0; i < xs.size(); ++i)
+    ASSERT_EQ(amplitude[i], pxkit::amplitude_scalar(xs[i], ys[i])) << xs[i] << ", " << ys[i];
+}
+
+TEST_P(TofVector, StoresKeepTheLowBits) {
+  std::vector<std::int32_t> v = {0, 1, 255, 256, 300, 40000 << 2, 65535, 65536, -1, -32768,
+                                 0x7FFFFFFF, static_cast<std::int32_t>(0x80000000u), 185363};
+  pad(v);
+  std::vector<std::uint16_t> low16(v.size());
+  std::vector<std::uint8_t> low8(v.size());
+  auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::LowBits));
+  ASSERT_NE(kernel, nullptr);
+  kernel(v.data(), low16.data(), low8.data(), v.size());
+  for (std::size_t i = 0; i < v.size(); ++i) {
+    EXPECT_EQ(low16[i], static_cast<std::uint16_t>(v[i]));
+    EXPECT_EQ(low8[i], static_cast<std::uint8_t>(v[i]));
+  }
+  EXPECT_EQ(low8[4], 44);        // 300 wraps to 44
+  EXPECT_EQ(low16[5], 28928);    // 40000 << 2 wraps to 28928
+}
+
+INSTANTIATE_TEST_SUITE_P(Targets, TofVector, testing::ValuesIn(pxtest::vector_targets()),
+                         [](const auto& p) { return pxtest::target_label(p.param); });
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(TofVector);
+
+}  // namespace
+#endif  // HWY_ONCE
