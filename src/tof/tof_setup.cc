@@ -1,0 +1,107 @@
+// setup_tof_context / destroy_tof_context: every decision the options settle
+// is made here once: the amplitude shift, the fixed-point depth factor and the
+// kernel that all four stripes run.
+#include "common/diag.h"
+#include "common/memory.h"
+#include "pxkit.h"
+#include "tof/tof_context.h"
+#include "tof/tof_kernels.h"
+
+namespace pxkit::tof {
+namespace {
+
+struct ShiftChoice {
+  AmpShift direction;
+  std::uint32_t amount;
+};
+
+// A non-zero right_shift_bits (only its being non-zero counts) shifts right by
+// 4 before cut_higher_amplitude_bits shifts left: net c - 4 bits, negative = right.
+ShiftChoice choose_shift(const tof_option& o) {
+  const int net = int{o.cut_higher_amplitude_bits} - (o.right_shift_bits != 0 ? 4 : 0);
+  if (net > 0) return {AmpShift::kLeft, static_cast<std::uint32_t>(net)};
+  if (net < 0) return {AmpShift::kRight, static_cast<std::uint32_t>(-net)};
+  return {AmpShift::kNone, 0};
+}
+
+void report_options(const tof_option& o) {
+  diag::format(
+      "setup tof option:\n\t\tenable substract interleave: %d\n\t\tright shift bits: %d\n"
+      "\t\treverse_90_270: %d\n\t\tcut_higher_amplitude_bits: %d\n\t\tmantissa_bits: %d\n"
+      "\t\tdepth_out_use_float: %d\n\t\tamplitude_output_32bytes_align: %d\n"
+      "\t\tamplitude_out_use_16bit: %d\n",
+      o.enable_substract_interleave, o.right_shift_bits, o.reverse_90_270,
+      o.cut_higher_amplitude_bits, o.mantissa_bits, o.depth_out_use_float,
+      o.amplitude_output_32bytes_align, o.amplitude_out_use_16bit);
+}
+
+// 2^mantissa_bits; 0 and anything above 15 give the default 6.10 format.
+// 15 itself is accepted although the message says "less than 15".
+float mantissa_scale(std::uint8_t bits) {
+  if (bits == 0) return 1024.0f;
+  if (bits > 15) {
+    diag::format("error: mantissa bits (%d) should less than 15, use 10 by default\n", bits);
+    return 1024.0f;
+  }
+  return static_cast<float>(1 << bits);
+}
+
+void report_shift(const ShiftChoice& shift) {
+  switch (shift.direction) {
+    case AmpShift::kLeft: diag::format("\t\tleft shift %d\n", static_cast<int>(shift.amount)); break;
+    case AmpShift::kRight: diag::format("\t\tright shift %d\n", static_cast<int>(shift.amount)); break;
+    case AmpShift::kNone: diag::line("\t\tno shift"); break;
+  }
+}
+
+thread_pool_func choose_kernel(const tof_option& o, AmpShift shift) {
+  const KernelKind kind{o.depth_out_use_float != 0, o.enable_substract_interleave != 0, shift,
+                        o.reverse_90_270 != 0, o.amplitude_out_use_16bit != 0};
+  const thread_pool_func* table = vector_kernels();
+  if (table == nullptr) table = scalar_kernels();
+  return table[kernel_index(kind)];
+}
+
+}  // namespace
+}  // namespace pxkit::tof
+
+extern "C" PXKIT_API tof_context* setup_tof_context(const tof_option* option) {
+  using namespace pxkit::tof;
+  if (option == nullptr) {
+    pxkit::diag::line("error: invalid params");
+    return nullptr;
+  }
+  auto* ctx = static_cast<tof_context*>(pxkit::mem::allocate_zeroed(sizeof(tof_context)));
+  if (ctx == nullptr) {
+    pxkit::diag::line("error: no memory");
+    return nullptr;
+  }
+  // A pool that fails to start leaves the frame calls on their serial path.
+  ctx->thread_pool = pxkit::thread_pool_create(kWorkers);
+  ctx->option = *option;
+  report_options(ctx->option);
+
+  const ShiftChoice shift = choose_shift(ctx->option);
+  const float mantissa = ctx->option.depth_out_use_float != 0
+                             ? 0.0f
+                             : mantissa_scale(ctx->option.mantissa_bits);
+  report_shift(shift);
+
+  const pxkit::thread_pool_func kernel = choose_kernel(ctx->option, shift.direction);
+  for (int k = 0; k < kStripes; ++k) {
+    tof_stripe& s = ctx->stripes[k];
+    s.mantissa_scale = mantissa;
+    s.amplitude_shift = shift.amount;
+    s.task.func = kernel;
+    s.task.arg0 = reinterpret_cast<std::uintptr_t>(&s);
+    s.task.arg1 = 0;
+    s.index = static_cast<std::uint32_t>(k);
+  }
+  return ctx;
+}
+
+extern "C" PXKIT_API void destroy_tof_context(tof_context* ctx) {
+  if (ctx == nullptr) return;
+  pxkit::thread_pool_destroy(ctx->thread_pool);
+  pxkit::mem::release(ctx);
+}
