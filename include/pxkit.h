@@ -66,7 +66,9 @@ PXKIT_API void destroy_tof_context(tof_context* ctx);
 
 /* Depth (f32, radians x depth_scale, wrapped into one period) and optional
  * amplitude (null = none) from four i16 phase images of width x height pixels.
- * Returns 0, or -1 if the context was set up for fixed-point depth. */
+ * Returns 0, -1 if the context was set up for fixed-point depth, -2 if ctx, a
+ * phase image or depth_out is null. A context whose workers could not start runs
+ * the frame on the calling thread, planar, without shift or reverse. */
 PXKIT_API int32_t cal_tof_depth_amplitude_float(tof_context* ctx, uint32_t width, int32_t height,
     const int16_t* phase_0, const int16_t* phase_90, const int16_t* phase_180,
     const int16_t* phase_270, float* depth_out, void* amplitude_out, float depth_scale);
@@ -81,7 +83,7 @@ PXKIT_API int32_t cal_tof_depth_amplitude_float_v3(tof_context* ctx, uint32_t wi
     const int16_t* phase_270, float* depth_out, void* amplitude_out, float depth_scale,
     float depth_offset);
 /* Fixed-point depth (low 16 bits of trunc(depth x 2^mantissa_bits)). Returns 0,
- * or -1 if the context was set up for float depth. */
+ * -1 if the context was set up for float depth, -2 for null arguments. */
 PXKIT_API int32_t cal_tof_depth_amplitude_fixed16(tof_context* ctx, uint32_t width, int32_t height,
     const int16_t* phase_0, const int16_t* phase_90, const int16_t* phase_180,
     const int16_t* phase_270, int16_t* depth_out, void* amplitude_out, float depth_scale);

@@ -117,8 +117,8 @@ extern "C" PXKIT_API int32_t cal_tof_depth_amplitude_float_v2(
     tof_context* ctx, uint32_t width, int32_t height, const int16_t* phase_0,
     const int16_t* phase_90, const int16_t* phase_180, const int16_t* phase_270, float* depth_out,
     void* amplitude_out, float depth_scale) {
-  return run_frame(ctx, args(DepthType::kFloat, width, height, phase_0, phase_90, phase_180,
-                             phase_270, depth_out, amplitude_out, depth_scale, false, 0.0f));
+  return cal_tof_depth_amplitude_float(ctx, width, height, phase_0, phase_90, phase_180, phase_270,
+                                       depth_out, amplitude_out, depth_scale);
 }
 
 extern "C" PXKIT_API int32_t cal_tof_depth_amplitude_float_v3(
@@ -141,8 +141,8 @@ extern "C" PXKIT_API int32_t cal_tof_depth_amplitude_fixed16_v2(
     tof_context* ctx, uint32_t width, int32_t height, const int16_t* phase_0,
     const int16_t* phase_90, const int16_t* phase_180, const int16_t* phase_270,
     int16_t* depth_out, void* amplitude_out, float depth_scale) {
-  return run_frame(ctx, args(DepthType::kFixed16, width, height, phase_0, phase_90, phase_180,
-                             phase_270, depth_out, amplitude_out, depth_scale, false, 0.0f));
+  return cal_tof_depth_amplitude_fixed16(ctx, width, height, phase_0, phase_90, phase_180,
+                                         phase_270, depth_out, amplitude_out, depth_scale);
 }
 
 extern "C" PXKIT_API int32_t cal_tof_depth_amplitude_fixed16_v3(
