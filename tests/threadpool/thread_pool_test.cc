@@ -3,7 +3,10 @@
 #include <dirent.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <mutex>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -15,23 +18,32 @@ namespace {
 using pxkit::thread_pool;
 using pxkit::thread_pool_task;
 
-// Threads of this process, from /proc/self/task.
-int live_threads() {
+// Thread ids of this process, from /proc/self/task.
+std::set<int> thread_ids() {
+  std::set<int> ids;
   DIR* dir = opendir("/proc/self/task");
-  if (dir == nullptr) return -1;
-  int n = 0;
+  if (dir == nullptr) return ids;
   while (dirent* e = readdir(dir))
-    if (e->d_name[0] != '.') ++n;
+    if (e->d_name[0] != '.') ids.insert(std::atoi(e->d_name));
   closedir(dir);
-  return n;
+  return ids;
 }
 
-// Live threads after one pool has come and gone, so that helper threads that
-// runtimes start with the first thread (sanitizers) are already counted.
-int settled_thread_count() {
-  pxkit::thread_pool_destroy(pxkit::thread_pool_create(1));
-  return live_threads();
+// True once none of `ids` is listed any more. A joined thread can stay in
+// /proc/self/task for a moment after pthread_join returns (longer under qemu).
+bool threads_vanish(const std::set<int>& ids) {
+  for (int attempt = 0; attempt < 500; ++attempt) {
+    bool listed = false;
+    for (int id : thread_ids()) listed = listed || ids.count(id) != 0;
+    if (!listed) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return false;
 }
+
+// Lets one pool come and go, so that helper threads that runtimes start with
+// the first thread (sanitizers) already exist before a test looks.
+void settle_threads() { pxkit::thread_pool_destroy(pxkit::thread_pool_create(1)); }
 
 std::uint64_t as_arg(void* p) { return reinterpret_cast<std::uint64_t>(p); }
 
@@ -126,13 +138,19 @@ TEST(ThreadPool, SingleWorkerReturnsTasksInTheOrderRun) {
   pxkit::thread_pool_destroy(pool);
 }
 
+// Compares thread ids rather than counts: under qemu-user the emulator's own
+// helper threads may come and go between two readings.
 TEST(ThreadPool, DestroyJoinsEveryWorker) {
   pxkit::thread_pool_destroy(nullptr);  // accepted, no effect
-  const int before = settled_thread_count();
+  settle_threads();
+  const std::set<int> before = thread_ids();
   thread_pool* pool = pxkit::thread_pool_create(8);
-  EXPECT_EQ(live_threads(), before + 8);
+  std::set<int> workers;
+  for (int id : thread_ids())
+    if (before.count(id) == 0) workers.insert(id);
+  EXPECT_EQ(workers.size(), 8u);
   pxkit::thread_pool_destroy(pool);
-  EXPECT_EQ(live_threads(), before);
+  EXPECT_TRUE(threads_vanish(workers));
 }
 
 struct Gate {
@@ -180,14 +198,17 @@ TEST(ThreadPool, WorkerStartFailure) {
   }
   // A later worker failing: the call still returns null with the same message.
   // The two workers that did start stay blocked for the rest of the process.
-  const int before = settled_thread_count();
+  settle_threads();
+  const std::set<int> before = thread_ids();
   {
     pxtest::ScopedThreadStartFailure fail(2);
     EXPECT_EQ(pxtest::capture_stdout([&] { pool = pxkit::thread_pool_create(4); }),
               "fatal: pthread_create fail\n");
     EXPECT_EQ(pool, nullptr);
   }
-  EXPECT_EQ(live_threads(), before + 2);
+  int started = 0;
+  for (int id : thread_ids()) started += before.count(id) == 0 ? 1 : 0;
+  EXPECT_EQ(started, 2);
   pool = pxkit::thread_pool_create(4);  // seam removed: creation works again
   ASSERT_NE(pool, nullptr);
   pxkit::thread_pool_destroy(pool);
