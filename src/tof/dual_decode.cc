@@ -45,8 +45,9 @@ void split(const DualFrame& f, bool run_mode, StripeSpan (&spans)[kDualStripes])
   }
 }
 
-void fill_stripe(tof_dual_stripe& b, const tof_dual_option& o, const tof_dual_context& ctx,
-                 const DualFrame& f, const StripeSpan& span, bool run_mode) {
+void fill_stripe(tof_dual_stripe& b, const tof_dual_context& ctx, const DualFrame& f,
+                 const StripeSpan& span, bool run_mode) {
+  const tof_dual_option& o = ctx.option;
   b.pixel_count = span.pixel_count;
   if (!run_mode) {
     b.width = f.width;
@@ -70,8 +71,8 @@ void fill_stripe(tof_dual_stripe& b, const tof_dual_option& o, const tof_dual_co
   b.scale = f.scale;
   b.offset_0 = f.offset_0;
   b.offset_1 = f.offset_1;
-  b.m0 = static_cast<std::uint32_t>(ctx.option.m0);
-  b.m1 = static_cast<std::uint32_t>(ctx.option.m1);
+  b.m0 = static_cast<std::uint32_t>(o.m0);
+  b.m1 = static_cast<std::uint32_t>(o.m1);
 }
 
 }  // namespace
@@ -106,7 +107,7 @@ std::int32_t dual_decode_pooled(tof_dual_context& ctx, const DualFrame& f) {
   split(f, run_mode, spans);
   std::uint32_t queued = 0;
   for (std::uint32_t s = 0; s < kDualStripes; ++s) {
-    fill_stripe(ctx.stripes[s], o, ctx, f, spans[s], run_mode);
+    fill_stripe(ctx.stripes[s], ctx, f, spans[s], run_mode);
     if (thread_pool_add_task(ctx.thread_pool, &ctx.stripes[s].task) == 0) ++queued;
   }
   for (std::uint32_t s = 0; s < queued; ++s) thread_pool_wait(ctx.thread_pool);

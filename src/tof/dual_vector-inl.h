@@ -49,7 +49,7 @@ HWY_INLINE hn::Vec<DF> DualUnwrap(DF df, hn::Vec<DF> phi0, hn::Vec<DF> phi1, std
   auto best = hn::Set(df, 100.0f);
   auto best_k = hn::Zero(df);
   auto match_k = hn::Zero(df);
-  auto matched = hn::Lt(best, hn::Zero(df));  // none yet
+  auto matched = hn::FirstN(df, 0);  // no lane yet
   auto t = hn::Mul(phi1, m0f);
   for (std::uint32_t k = 0; k < m1; ++k) {
     const auto kf = hn::Set(df, static_cast<float>(k));

@@ -54,6 +54,7 @@ TEST(DualDecode, RefusalsWriteAndQueueNothing) {
     o.output_distance_0 = c.want_distance_0;
     o.output_distance_1 = c.want_distance_1;
     dualtest::Context ctx = dualtest::setup(o);
+    ASSERT_NE(ctx, nullptr) << c.what;  // setup itself accepts every option
     std::vector<float> d0(frame.pixels(), 5.0f), d1(frame.pixels(), 6.0f);
     CallArgs args;
     args.amplitude_u16 = true;

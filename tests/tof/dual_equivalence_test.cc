@@ -95,33 +95,6 @@ TEST(DualEquivalence, AllKernelsVectorEqualsScalar) {
   }
 }
 
-// Pixels whose phases sit near the matching thresholds: physically generated
-// distances with offsets that push differences toward 0.5 and 1.0.
-TEST(DualEquivalence, NearThresholdPhases) {
-  if (pxtest::vector_targets().empty()) GTEST_SKIP() << "no vector target on this CPU";
-  constexpr std::uint32_t kWidth = 45, kHeight = 7;
-  std::vector<double> distance(kWidth * kHeight);
-  for (std::size_t i = 0; i < distance.size(); ++i)
-    distance[i] = static_cast<double>(i) / static_cast<double>(distance.size());
-  for (const auto& [m0, m1] : {std::pair{3, 2}, std::pair{7, 5}, std::pair{2, 3}}) {
-    const auto m0f = static_cast<float>(m0), m1f = static_cast<float>(m1);
-    const Frame f = dualtest::physical_frame(kWidth, kHeight, false, m0, m1, distance, 5000, 7000);
-    const tof_dual_option o = make_option(false, false, 0, 0, m0, m1);
-    const dualtest::Context scalar = setup_on(0, o);
-    for (std::int64_t target : pxtest::vector_targets()) {
-      const dualtest::Context vector = setup_on(target, o);
-      for (float shift : {0.0f, 0.5f / m1f, 0.25f / m0f, 1.0f / (m0f * m1f), 0.499f, 0.999f}) {
-        CallArgs args;
-        args.offset_0 = shift;
-        const std::string what = "m0 " + std::to_string(m0) + " m1 " + std::to_string(m1) +
-                                 " offset " + std::to_string(shift);
-        expect_same(dualtest::decode(scalar.get(), f, args),
-                    dualtest::decode(vector.get(), f, args), what.c_str());
-      }
-    }
-  }
-}
-
 // Amplitude shifts of 32 bits or more store 0. Setup never makes one (the
 // nibbles allow at most 15), so the kernels are run on a block directly.
 TEST(DualKernels, ShiftsOf32OrMoreStoreZero) {

@@ -167,13 +167,6 @@ TEST(DualSetup, PoolFailureKeepsTheContext) {
   }
 }
 
-TEST(DualSetup, DepthFlagClearIsAcceptedBySetup) {
-  tof_dual_option o = make_option(false, false, 0, 0, 3, 2);
-  o.depth_out_use_float = 0;
-  const dualtest::Context ctx = dualtest::setup(o);
-  EXPECT_NE(ctx, nullptr);
-}
-
 // All four blocks run the same kernel with the same shift, each on itself.
 TEST(DualSetup, FourStripeBlocksShareTheKernel) {
   const dualtest::Context ctx = dualtest::setup(make_option(true, true, 0, 6, 3, 2));
