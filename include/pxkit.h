@@ -138,7 +138,9 @@ PXKIT_API void destroy_tof_dual_context(tof_dual_context* ctx);
 /* Decodes 8 u16 sample planes (p0-p3 frequency 0, p4-p7 frequency 1) into
  * unwrapped depth in wraps of frequency 1, and optional amplitude (rows
  * amplitude_pitch elements apart). Returns 0; -1 without depth_out_use_float;
- * -2 / -3 when a requested distance plane is null; -4 for a null context. */
+ * -2 / -3 when a requested distance plane is null; -4 for a null context or a
+ * null depth or sample plane of a non-empty frame. Without a pool it runs a
+ * simpler serial path (frequency 0 only, distances written, no amplitude). */
 PXKIT_API int32_t itof_dual_dec_float(tof_dual_context* ctx, uint32_t width, uint32_t height,
     const uint16_t* p0, const uint16_t* p1, const uint16_t* p2, const uint16_t* p3,
     const uint16_t* p4, const uint16_t* p5, const uint16_t* p6, const uint16_t* p7,

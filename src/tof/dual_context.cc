@@ -1,0 +1,96 @@
+// Setting up and releasing a dual-frequency ToF context.
+#include <cstdint>
+
+#include "common/diag.h"
+#include "common/memory.h"
+#include "pxkit.h"
+#include "threadpool/thread_pool.h"
+#include "tof/dual_context.h"
+#include "tof/dual_kernels.h"
+
+namespace pxkit {
+namespace {
+
+inline constexpr std::uint32_t kDualWorkers = 4;
+
+struct AmplitudeShift {
+  DualShift direction;
+  std::uint32_t bits;
+};
+
+void report_option(const tof_dual_option& o) {
+  diag::format(
+      "setup tof_dual option:\n\t\tenable substract interleave: %d\n\t\tenable substract channel: "
+      "%d\n\t\tdepth_out_use_float: %d\n\t\tamplitude_out_use_16bit: %d\n\t\toutput_distance_0: "
+      "%d\n\t\toutput_distance_1: %d\n\t\tright shift bits: %d\n\t\tmantissa_bits: "
+      "%d\n\t\tcut_higher_amplitude_bits: %d\n\t\tm0: %d\n\t\tm1: %d\n",
+      static_cast<int>(o.enable_substract_interleave), static_cast<int>(o.enable_substract_channel),
+      static_cast<int>(o.depth_out_use_float), static_cast<int>(o.amplitude_out_use_16bit),
+      static_cast<int>(o.output_distance_0), static_cast<int>(o.output_distance_1),
+      static_cast<int>(o.right_shift_bits), static_cast<int>(o.mantissa_bits),
+      static_cast<int>(o.cut_higher_amplitude_bits), static_cast<int>(o.m0),
+      static_cast<int>(o.m1));
+}
+
+// The amplitude shift and its report line. Only whether right_shift_bits is
+// zero matters: with it set, the cut is measured from a fixed 4 bits.
+AmplitudeShift choose_shift(const tof_dual_option& o) {
+  const std::uint32_t right = o.right_shift_bits;
+  const std::uint32_t cut = o.cut_higher_amplitude_bits;
+  AmplitudeShift shift{DualShift::kNone, 0};
+  if (right == 0) {
+    if (cut > 0) shift = {DualShift::kLeft, cut};
+  } else if (cut < 4) {
+    shift = {DualShift::kRight, 4 - cut};
+  } else if (cut > 4) {
+    shift = {DualShift::kLeft, cut - 4};
+  }
+  if (shift.direction == DualShift::kNone) {
+    diag::line("\t\tno shift");
+  } else {
+    diag::format(shift.direction == DualShift::kLeft ? "\t\tleft shift %d\n" : "\t\tright shift %d\n",
+                 static_cast<int>(shift.bits));
+  }
+  return shift;
+}
+
+}  // namespace
+}  // namespace pxkit
+
+extern "C" PXKIT_API tof_dual_context* setup_tof_dual_context(const tof_dual_option* option) {
+  using namespace pxkit;
+  if (option == nullptr) {
+    diag::line("error: invalid params");
+    return nullptr;
+  }
+  auto* ctx = static_cast<tof_dual_context*>(mem::allocate_zeroed(sizeof(tof_dual_context)));
+  if (ctx == nullptr) {
+    diag::line("error: no memory");
+    return nullptr;
+  }
+  ctx->thread_pool = thread_pool_create(kDualWorkers);  // null: serial decoding
+  ctx->option = *option;
+  report_option(ctx->option);
+  const AmplitudeShift shift = choose_shift(ctx->option);
+
+  const DualKernelTable* vector = dual_vector_kernels();
+  const DualKernelTable& kernels = vector != nullptr ? *vector : dual_scalar_kernels();
+  const thread_pool_func kernel = kernels[dual_kernel_index(
+      ctx->option.enable_substract_interleave != 0, ctx->option.amplitude_out_use_16bit != 0,
+      shift.direction)];
+  for (std::uint32_t s = 0; s < kDualStripes; ++s) {
+    tof_dual_stripe& stripe = ctx->stripes[s];
+    stripe.index = s;
+    stripe.amplitude_shift = shift.bits;
+    stripe.task.func = kernel;
+    stripe.task.arg0 = reinterpret_cast<std::uintptr_t>(&stripe);
+    stripe.task.arg1 = 0;
+  }
+  return ctx;
+}
+
+extern "C" PXKIT_API void destroy_tof_dual_context(tof_dual_context* ctx) {
+  if (ctx == nullptr) return;
+  pxkit::thread_pool_destroy(ctx->thread_pool);
+  pxkit::mem::release(ctx);
+}
