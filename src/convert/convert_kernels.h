@@ -3,6 +3,7 @@
 // picks one kernel from it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace pxkit::convert {
@@ -30,6 +31,14 @@ constexpr convert_kernels make_convert_kernels() {
           &K::template to_fixed<std::int32_t>,  &K::template to_fixed<std::uint8_t>,
           &K::template to_fixed<std::uint16_t>, &K::template to_fixed<std::uint32_t>};
 }
+
+// Vector kernel calls that read plus write at least this many bytes (so per
+// stripe) use streaming stores: such outputs cannot stay in the caches anyway,
+// and streaming saves reading each destination line before writing it.
+inline constexpr std::size_t kDefaultStreamBytes = std::size_t{16} << 20;
+std::size_t stream_bytes();
+// Test seam: sets the streaming threshold (0 streams every call).
+void set_stream_bytes(std::size_t bytes);
 
 // The table of the best usable vector target, or the scalar reference.
 const convert_kernels& active_convert_kernels();

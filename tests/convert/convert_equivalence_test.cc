@@ -21,7 +21,7 @@ using convert_test::option_for;
 
 constexpr std::size_t kGuardBytes = 64;
 constexpr unsigned char kSentinel = 0xA5;
-constexpr std::uint8_t kMantissas[] = {0, 9, 31};
+constexpr std::uint8_t kMantissas[] = {9, 31};  // 31: negative factor
 
 std::vector<std::uint32_t> counts() {
   std::vector<std::uint32_t> c;
@@ -101,7 +101,8 @@ std::vector<unsigned char> run(fixed_float_context* ctx, Direction d, const std:
   return std::vector<unsigned char>(bytes, bytes + count * out_size);
 }
 
-// Compares each vector target with the scalar reference on `input`.
+// Compares each vector target with the scalar reference on `input`, with
+// plain stores and with streaming stores.
 template <class In>
 void compare_targets(Direction d, const fixed_float_option& option, const std::vector<In>& input,
                      std::size_t out_size) {
@@ -110,17 +111,24 @@ void compare_targets(Direction d, const fixed_float_option& option, const std::v
     pxtest::ScopedTarget only(0);
     scalar = make_context(d, option);
   }
+  std::vector<Context> vectors;
   for (std::int64_t target : pxtest::vector_targets()) {
-    SCOPED_TRACE(pxtest::target_label(target));
     pxtest::ScopedTarget only(target);
-    Context vector = make_context(d, option);
-    for (std::uint32_t count : counts()) {
-      const auto want = run(scalar.get(), d, input, count, out_size);
-      const auto got = run(vector.get(), d, input, count, out_size);
-      const auto diff = std::mismatch(got.begin(), got.end(), want.begin()).first;
-      ASSERT_EQ(diff, got.end()) << "count " << count << " mantissa " << int{option.mantissa_bits}
-                                 << ": first difference in element "
-                                 << (diff - got.begin()) / static_cast<long>(out_size);
+    vectors.push_back(make_context(d, option));
+  }
+  for (std::uint32_t count : counts()) {
+    const auto want = run(scalar.get(), d, input, count, out_size);
+    for (std::size_t t = 0; t < vectors.size(); ++t) {
+      for (std::size_t stream_bytes : {pxkit::convert::kDefaultStreamBytes, std::size_t{0}}) {
+        convert_test::ScopedStreamBytes streaming(stream_bytes);
+        const auto got = run(vectors[t].get(), d, input, count, out_size);
+        const auto diff = std::mismatch(got.begin(), got.end(), want.begin()).first;
+        ASSERT_EQ(diff, got.end())
+            << pxtest::target_label(pxtest::vector_targets()[t]) << ", count " << count
+            << ", mantissa " << int{option.mantissa_bits} << ", streaming from " << stream_bytes
+            << " bytes: first difference in element "
+            << (diff - got.begin()) / static_cast<long>(out_size);
+      }
     }
   }
 }

@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "convert/convert_kernels.h"
 #include "pxkit.h"
 #include "support/test_support.h"
 
@@ -37,6 +38,15 @@ inline Context make_context(Direction direction, const fixed_float_option& optio
   if (printed != nullptr) *printed = out;
   return Context(ctx, &destroy_fixed2float_context);
 }
+
+// While alive, vector kernel calls moving at least `bytes` use streaming stores.
+class ScopedStreamBytes {
+ public:
+  explicit ScopedStreamBytes(std::size_t bytes) { pxkit::convert::set_stream_bytes(bytes); }
+  ~ScopedStreamBytes() { pxkit::convert::set_stream_bytes(pxkit::convert::kDefaultStreamBytes); }
+  ScopedStreamBytes(const ScopedStreamBytes&) = delete;
+  ScopedStreamBytes& operator=(const ScopedStreamBytes&) = delete;
+};
 
 // The six element types, for typed tests.
 using FixedTypes = ::testing::Types<std::int8_t, std::int16_t, std::int32_t, std::uint8_t,
