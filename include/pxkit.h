@@ -164,8 +164,9 @@ PXKIT_API fixed_float_context* setup_fixed2float_context(const fixed_float_optio
 PXKIT_API fixed_float_context* setup_float2fixed_context(const fixed_float_option* option);
 /* Frees a context of either direction; null is ignored. */
 PXKIT_API void destroy_fixed2float_context(fixed_float_context* ctx);
-/* floats[i] = fixed[i] / 2^mantissa_bits for `count` elements. Returns 0, or -1
- * for a null context or an unsupported width. */
+/* floats[i] = fixed[i] / 2^mantissa_bits for `count` elements (a count above
+ * INT32_MAX converts nothing). Returns 0, or -1 for a null context or an
+ * unsupported width. */
 PXKIT_API int32_t fixed2float(fixed_float_context* ctx, uint32_t count, const void* fixed,
                               float* floats);
 /* fixed[i] = trunc(floats[i] x 2^mantissa_bits), saturating to 32 bits (NaN -> 0),

@@ -1,0 +1,59 @@
+// Per-element conversion rules, written out without undefined casts. The scalar
+// reference kernels are loops over these; the vector kernels use them for their
+// tails and must equal them bit for bit in their bodies.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+namespace pxkit::convert {
+
+inline constexpr float kTwo31 = 2147483648.0f;  // 2^31
+inline constexpr float kTwo32 = 4294967296.0f;  // 2^32
+
+// (int32)1 << (mantissa_bits mod 32) as f32: 31 reaches the sign bit and gives
+// -2^31, 32 wraps to 1. The shift is done unsigned and then reinterpreted
+// (modular since C++20), so no shift or conversion is undefined.
+inline float fixed_factor(std::uint8_t mantissa_bits) {
+  const std::uint32_t bits = std::uint32_t{1} << (mantissa_bits % 32u);
+  return static_cast<float>(static_cast<std::int32_t>(bits));
+}
+
+// f32(in) x r, r = 1 / factor. 8- and 16-bit inputs convert exactly; 32-bit
+// ones round to nearest-even.
+template <class T>
+float fixed_to_float(T in, float r) {
+  return static_cast<float>(in) * r;
+}
+
+// Truncation toward zero to int32, saturating at -2^31 and 2^31 - 1; NaN -> 0.
+inline std::int32_t to_s32_saturated(float p) {
+  if (std::isnan(p)) return 0;
+  if (p >= kTwo31) return std::numeric_limits<std::int32_t>::max();
+  if (p <= -kTwo31) return std::numeric_limits<std::int32_t>::min();
+  return static_cast<std::int32_t>(p);  // |p| < 2^31: exact truncation
+}
+
+// Truncation toward zero to uint32; negatives and NaN -> 0, 2^32 and above -> 2^32 - 1.
+inline std::uint32_t to_u32_saturated(float p) {
+  if (!(p > 0.0f)) return 0;
+  if (p >= kTwo32) return std::numeric_limits<std::uint32_t>::max();
+  return static_cast<std::uint32_t>(p);  // 0 < p < 2^32
+}
+
+// p = in x factor truncated to T. 8- and 16-bit elements, signed or unsigned,
+// keep the low bits of the saturated int32 (200.0 -> int8 -56, -1.0 -> uint16
+// 0xFFFF); the int32 -> narrow conversion is modular.
+template <class T>
+T float_to_fixed(float in, float factor) {
+  const float p = in * factor;
+  if constexpr (std::is_same_v<T, std::uint32_t>) {
+    return to_u32_saturated(p);
+  } else {
+    return static_cast<T>(to_s32_saturated(p));
+  }
+}
+
+}  // namespace pxkit::convert
