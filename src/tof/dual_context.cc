@@ -5,6 +5,7 @@
 #include "common/memory.h"
 #include "pxkit.h"
 #include "threadpool/thread_pool.h"
+#include "tof/amplitude_shift.h"
 #include "tof/dual_context.h"
 #include "tof/dual_kernels.h"
 
@@ -12,11 +13,6 @@ namespace pxkit {
 namespace {
 
 inline constexpr std::uint32_t kDualWorkers = 4;
-
-struct AmplitudeShift {
-  DualShift direction;
-  std::uint32_t bits;
-};
 
 void report_option(const tof_dual_option& o) {
   diag::format(
@@ -30,28 +26,6 @@ void report_option(const tof_dual_option& o) {
       static_cast<int>(o.right_shift_bits), static_cast<int>(o.mantissa_bits),
       static_cast<int>(o.cut_higher_amplitude_bits), static_cast<int>(o.m0),
       static_cast<int>(o.m1));
-}
-
-// The amplitude shift and its report line. Only whether right_shift_bits is
-// zero matters: with it set, the cut is measured from a fixed 4 bits.
-AmplitudeShift choose_shift(const tof_dual_option& o) {
-  const std::uint32_t right = o.right_shift_bits;
-  const std::uint32_t cut = o.cut_higher_amplitude_bits;
-  AmplitudeShift shift{DualShift::kNone, 0};
-  if (right == 0) {
-    if (cut > 0) shift = {DualShift::kLeft, cut};
-  } else if (cut < 4) {
-    shift = {DualShift::kRight, 4 - cut};
-  } else if (cut > 4) {
-    shift = {DualShift::kLeft, cut - 4};
-  }
-  if (shift.direction == DualShift::kNone) {
-    diag::line("\t\tno shift");
-  } else {
-    diag::format(shift.direction == DualShift::kLeft ? "\t\tleft shift %d\n" : "\t\tright shift %d\n",
-                 static_cast<int>(shift.bits));
-  }
-  return shift;
 }
 
 }  // namespace
@@ -71,7 +45,9 @@ extern "C" PXKIT_API tof_dual_context* setup_tof_dual_context(const tof_dual_opt
   ctx->thread_pool = thread_pool_create(kDualWorkers);  // null: serial decoding
   ctx->option = *option;
   report_option(ctx->option);
-  const AmplitudeShift shift = choose_shift(ctx->option);
+  const AmplitudeShiftChoice shift =
+      choose_amplitude_shift(ctx->option.right_shift_bits, ctx->option.cut_higher_amplitude_bits);
+  report_amplitude_shift(shift);
 
   const DualKernelTable* vector = dual_vector_kernels();
   const DualKernelTable& kernels = vector != nullptr ? *vector : dual_scalar_kernels();
@@ -81,7 +57,7 @@ extern "C" PXKIT_API tof_dual_context* setup_tof_dual_context(const tof_dual_opt
   for (std::uint32_t s = 0; s < kDualStripes; ++s) {
     tof_dual_stripe& stripe = ctx->stripes[s];
     stripe.index = s;
-    stripe.amplitude_shift = shift.bits;
+    stripe.amplitude_shift = shift.amount;
     stripe.task.func = kernel;
     stripe.task.arg0 = reinterpret_cast<std::uintptr_t>(&stripe);
     stripe.task.arg1 = 0;

@@ -8,26 +8,26 @@
 #include <cstdint>
 
 #include "threadpool/thread_pool.h"
+#include "tof/amplitude_shift.h"
 #include "tof/dual_context.h"
 
 namespace pxkit {
 
 enum class DualLayout { kPlain, kInterleave };  // interleave: each term is even - odd sample
-enum class DualShift { kNone, kLeft, kRight };
 
 inline constexpr std::size_t kDualKernelCount = 12;
 using DualKernelTable = std::array<thread_pool_func, kDualKernelCount>;
 
 // Position in a kernel table, in the order of dual_kernel_table below.
-constexpr std::size_t dual_kernel_index(bool interleave, bool amplitude_u16, DualShift shift) {
+constexpr std::size_t dual_kernel_index(bool interleave, bool amplitude_u16, AmplitudeShift shift) {
   return (interleave ? 6u : 0u) + (amplitude_u16 ? 3u : 0u) + static_cast<std::size_t>(shift);
 }
 
 // Kernel<L, Amp, S>::run for every combination, in choice order.
-template <template <DualLayout, class, DualShift> class Kernel>
+template <template <DualLayout, class, AmplitudeShift> class Kernel>
 constexpr DualKernelTable dual_kernel_table() {
   using L = DualLayout;
-  using S = DualShift;
+  using S = AmplitudeShift;
   using u8 = std::uint8_t;
   using u16 = std::uint16_t;
   return {{

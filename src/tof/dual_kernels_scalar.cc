@@ -6,12 +6,12 @@
 namespace pxkit {
 namespace {
 
-template <DualLayout L, class Amp, DualShift S, bool kAmplitude>
+template <DualLayout L, class Amp, AmplitudeShift S, bool kAmplitude>
 void decode_run(const DualRun<Amp>& r, std::size_t n, const DualParams& p) {
   for (std::size_t i = 0; i < n; ++i) dual_decode_pixel<L, Amp, S, kAmplitude>(r, i, p);
 }
 
-template <DualLayout L, class Amp, DualShift S>
+template <DualLayout L, class Amp, AmplitudeShift S>
 struct ScalarDualKernel {
   static std::int32_t run(std::uint64_t arg0, std::uint64_t /*arg1*/) {
     const tof_dual_stripe& s = stripe_of(arg0);

@@ -21,16 +21,16 @@ namespace HWY_NAMESPACE {
 const DualKernelTable* DualVectorKernels() { return nullptr; }
 #else
 
-template <DualShift S, class DI>
+template <AmplitudeShift S, class DI>
 HWY_INLINE void StoreAmplitude(DI di, hn::Vec<DI> a, std::uint32_t shift, std::uint16_t* out) {
   StoreLow16(di, ShiftAmplitude<S>(di, a, shift), out);
 }
-template <DualShift S, class DI>
+template <AmplitudeShift S, class DI>
 HWY_INLINE void StoreAmplitude(DI di, hn::Vec<DI> a, std::uint32_t shift, std::uint8_t* out) {
   StoreLow8(di, ShiftAmplitude<S>(di, a, shift), out);
 }
 
-template <DualLayout L, class Amp, DualShift S, bool kAmplitude>
+template <DualLayout L, class Amp, AmplitudeShift S, bool kAmplitude>
 void DecodeRun(const DualRun<Amp>& r, std::size_t n, const DualParams& p) {
   const hn::ScalableTag<float> df;
   const hn::RebindToSigned<decltype(df)> di;
@@ -52,7 +52,7 @@ void DecodeRun(const DualRun<Amp>& r, std::size_t n, const DualParams& p) {
   for (; i < n; ++i) dual_decode_pixel<L, Amp, S, kAmplitude>(r, i, p);
 }
 
-template <DualLayout L, class Amp, DualShift S>
+template <DualLayout L, class Amp, AmplitudeShift S>
 struct VectorDualKernel {
   static std::int32_t run(std::uint64_t arg0, std::uint64_t /*arg1*/) {
     const tof_dual_stripe& s = stripe_of(arg0);

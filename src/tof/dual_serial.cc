@@ -21,14 +21,14 @@ inline constexpr float kTwoPi = 6.2831855f;  // 2 pi rounded to f32
 
 // offset + (3 - trunc(offset c)) w, the integer difference wrapping around.
 float adjusted_offset(float offset, float c, float w) {
-  const auto wraps = static_cast<std::int32_t>(3u - static_cast<std::uint32_t>(trunc_to_i32(offset * c)));
+  const auto wraps = static_cast<std::int32_t>(3u - static_cast<std::uint32_t>(trunc_saturate_i32(offset * c)));
   return offset + static_cast<float>(wraps) * w;
 }
 
 // t minus its whole-wrap count trunc(t c).
 float serial_phase(float angle, float scale, float b, float c) {
   const float t = std::fma(angle, scale, b);
-  return t - static_cast<float>(trunc_to_i32(t * c));
+  return t - static_cast<float>(trunc_saturate_i32(t * c));
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ namespace pxkit {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// t - float(trunc_to_i32(t)). Trunc is exact; adding +0 turns the -0 of
+// t - float(trunc_saturate_i32(t)). Trunc is exact; adding +0 turns the -0 of
 // -1 < t < 0 into the +0 that the integer round trip gives; the clamp is the
 // saturation at +-2^31. A NaN t stays NaN whatever the clamp makes of it.
 template <class DF>
@@ -87,22 +87,6 @@ HWY_INLINE hn::Vec<DI> DualTerm(DI di, const std::uint16_t* plane, std::size_t i
   } else {
     const hn::Rebind<std::uint16_t, DI> d16;
     return hn::PromoteTo(di, hn::LoadU(d16, plane + i));
-  }
-}
-
-// shift_amplitude in every lane (amplitudes are >= 0, so the lanes can be
-// shifted as unsigned). Counts of 32 or more give 0 without shifting by them.
-template <DualShift S, class DI>
-HWY_INLINE hn::Vec<DI> ShiftAmplitude(DI di, hn::Vec<DI> a, std::uint32_t shift) {
-  if constexpr (S == DualShift::kNone) {
-    return a;
-  } else {
-    const hn::RebindToUnsigned<DI> du;
-    const bool in_range = shift < 32;
-    const int bits = in_range ? static_cast<int>(shift) : 0;
-    const auto v = hn::BitCast(du, a);
-    const auto shifted = S == DualShift::kLeft ? hn::ShiftLeftSame(v, bits) : hn::ShiftRightSame(v, bits);
-    return hn::BitCast(di, hn::And(shifted, hn::Set(du, in_range ? ~0u : 0u)));
   }
 }
 

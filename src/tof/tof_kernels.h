@@ -6,17 +6,16 @@
 #include <cstdint>
 
 #include "threadpool/thread_pool.h"
+#include "tof/amplitude_shift.h"
 
 namespace pxkit::tof {
 
-enum class AmpShift : std::uint8_t { kNone, kLeft, kRight };
-
 struct KernelKind {
-  bool float_depth;  // f32 depth, else i16 fixed point
-  bool interleaved;  // two samples (a, b) per pixel, used as a - b
-  AmpShift shift;    // direction of the amplitude shift
-  bool reversed;     // y = s270 - s90 instead of s90 - s270
-  bool amp16;        // u16 amplitude, else u8
+  bool float_depth;      // f32 depth, else i16 fixed point
+  bool interleaved;      // two samples (a, b) per pixel, used as a - b
+  AmplitudeShift shift;  // direction of the amplitude shift
+  bool reversed;         // y = s270 - s90 instead of s90 - s270
+  bool amp16;            // u16 amplitude, else u8
 };
 
 inline constexpr int kKernelCount = 2 * 2 * 3 * 2 * 2;
@@ -28,7 +27,7 @@ constexpr int kernel_index(const KernelKind& k) {
 }
 
 constexpr KernelKind kernel_kind(int index) {
-  return {index / 24 != 0, (index / 12) % 2 != 0, static_cast<AmpShift>((index / 4) % 3),
+  return {index / 24 != 0, (index / 12) % 2 != 0, static_cast<AmplitudeShift>((index / 4) % 3),
           (index / 2) % 2 != 0, index % 2 != 0};
 }
 

@@ -32,7 +32,6 @@ namespace HWY_NAMESPACE {
 namespace {
 
 using tof::AmpOf;
-using tof::AmpShift;
 using tof::DepthOf;
 using tof::KernelKind;
 using tof::PhaseRows;
@@ -83,8 +82,6 @@ struct VectorRun {
     const auto offset = hn::Set(df, p.offset);
     const auto period = hn::Set(df, p.period);
     const auto mantissa = hn::Set(df, p.mantissa);
-    const auto keep = hn::Set(di, static_cast<std::int32_t>(p.keep));
-    const auto shift = static_cast<int>(p.shift);
     const auto zero = hn::Zero(df);
 
     std::size_t i = 0;
@@ -104,9 +101,7 @@ struct VectorRun {
         StoreLow16(di, TruncSaturateI32(df, hn::Mul(d, mantissa)), depth + i);
       }
       if constexpr (kAmp) {
-        auto a = Amplitude(df, x, y);
-        if constexpr (K.shift == AmpShift::kLeft) a = hn::And(hn::ShiftLeftSame(a, shift), keep);
-        if constexpr (K.shift == AmpShift::kRight) a = hn::And(hn::ShiftRightSame(a, shift), keep);
+        const auto a = ShiftAmplitude<K.shift>(di, Amplitude(df, x, y), p.amplitude_shift);
         if constexpr (K.amp16) {
           StoreLow16(di, a, amp + i);
         } else {

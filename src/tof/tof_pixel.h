@@ -6,12 +6,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <type_traits>
 
 #include "tof/amplitude.h"
+#include "tof/amplitude_shift.h"
 #include "tof/fast_atan.h"
 #include "tof/tof_kernels.h"
+#include "tof/trunc_saturate.h"
 
 namespace pxkit::tof {
 
@@ -32,17 +33,15 @@ struct PhaseRows {
 struct PixelParams {
   float scale;
   float offset;
-  float period;         // depth_scale * 2pi, or 2pi when depth_scale is 1
-  float mantissa;       // fixed-point depth factor
-  std::uint32_t shift;  // amplitude shift, below 32
-  std::uint32_t keep;   // all ones, or 0 when the shift moves every bit out (>= 32)
+  float period;                   // depth_scale * 2pi, or 2pi when depth_scale is 1
+  float mantissa;                 // fixed-point depth factor
+  std::uint32_t amplitude_shift;  // its direction is the kernel's
 };
 
 inline PixelParams pixel_params(float scale, float offset, float mantissa,
                                 std::uint32_t amplitude_shift, bool unit_scale) {
-  const bool in_word = amplitude_shift < 32;
   return {scale, offset, unit_scale ? atan_detail::kTwoPi : scale * atan_detail::kTwoPi, mantissa,
-          in_word ? amplitude_shift : 0u, in_word ? ~0u : 0u};
+          amplitude_shift};
 }
 
 // One period fold: d > P gives d - P, d < 0 gives d + P (P itself stays).
@@ -50,14 +49,6 @@ inline float wrap_depth(float d, float period) {
   if (d > period) return d - period;
   if (d < 0.0f) return d + period;
   return d;
-}
-
-// Truncation toward zero, saturating at the i32 limits; NaN gives 0.
-inline std::int32_t trunc_saturate_i32(float v) {
-  if (std::isnan(v)) return 0;
-  if (v >= 2147483648.0f) return std::numeric_limits<std::int32_t>::max();
-  if (v <= -2147483648.0f) return std::numeric_limits<std::int32_t>::min();
-  return static_cast<std::int32_t>(v);
 }
 
 // Fixed-point depth: the low 16 bits of trunc(d * mantissa).
@@ -69,14 +60,6 @@ template <bool kInterleaved>
 inline std::int32_t sample(const std::int16_t* p, std::ptrdiff_t i) {
   if constexpr (kInterleaved) return std::int32_t{p[2 * i]} - std::int32_t{p[2 * i + 1]};
   return p[i];
-}
-
-template <AmpShift kShift>
-inline std::uint32_t shift_amplitude(std::int32_t amplitude, const PixelParams& p) {
-  const auto a = static_cast<std::uint32_t>(amplitude);  // 0 <= amplitude < 2^19
-  if constexpr (kShift == AmpShift::kLeft) return (a << p.shift) & p.keep;
-  if constexpr (kShift == AmpShift::kRight) return (a >> p.shift) & p.keep;
-  return a;
 }
 
 // Depth and (when kAmp) amplitude of pixel i.
@@ -96,7 +79,10 @@ inline void tof_pixel(const PixelParams& p, const PhaseRows& in, std::ptrdiff_t 
   } else {
     depth[i] = fixed_depth(d, p.mantissa);
   }
-  if constexpr (kAmp) amp[i] = static_cast<AmpOf<K>>(shift_amplitude<K.shift>(amplitude_scalar(x, y), p));
+  if constexpr (kAmp) {
+    amp[i] = static_cast<AmpOf<K>>(
+        apply_amplitude_shift<K.shift>(amplitude_scalar(x, y), p.amplitude_shift));
+  }
 }
 
 }  // namespace pxkit::tof

@@ -4,25 +4,12 @@
 #include "common/diag.h"
 #include "common/memory.h"
 #include "pxkit.h"
+#include "tof/amplitude_shift.h"
 #include "tof/tof_context.h"
 #include "tof/tof_kernels.h"
 
 namespace pxkit::tof {
 namespace {
-
-struct ShiftChoice {
-  AmpShift direction;
-  std::uint32_t amount;
-};
-
-// A non-zero right_shift_bits (only its being non-zero counts) shifts right by
-// 4 before cut_higher_amplitude_bits shifts left: net c - 4 bits, negative = right.
-ShiftChoice choose_shift(const tof_option& o) {
-  const int net = int{o.cut_higher_amplitude_bits} - (o.right_shift_bits != 0 ? 4 : 0);
-  if (net > 0) return {AmpShift::kLeft, static_cast<std::uint32_t>(net)};
-  if (net < 0) return {AmpShift::kRight, static_cast<std::uint32_t>(-net)};
-  return {AmpShift::kNone, 0};
-}
 
 void report_options(const tof_option& o) {
   diag::format(
@@ -46,15 +33,7 @@ float mantissa_scale(std::uint8_t bits) {
   return static_cast<float>(1 << bits);
 }
 
-void report_shift(const ShiftChoice& shift) {
-  switch (shift.direction) {
-    case AmpShift::kLeft: diag::format("\t\tleft shift %d\n", static_cast<int>(shift.amount)); break;
-    case AmpShift::kRight: diag::format("\t\tright shift %d\n", static_cast<int>(shift.amount)); break;
-    case AmpShift::kNone: diag::line("\t\tno shift"); break;
-  }
-}
-
-thread_pool_func choose_kernel(const tof_option& o, AmpShift shift) {
+thread_pool_func choose_kernel(const tof_option& o, AmplitudeShift shift) {
   const KernelKind kind{o.depth_out_use_float != 0, o.enable_substract_interleave != 0, shift,
                         o.reverse_90_270 != 0, o.amplitude_out_use_16bit != 0};
   const thread_pool_func* table = vector_kernels();
@@ -81,11 +60,12 @@ extern "C" PXKIT_API tof_context* setup_tof_context(const tof_option* option) {
   ctx->option = *option;
   report_options(ctx->option);
 
-  const ShiftChoice shift = choose_shift(ctx->option);
+  const pxkit::AmplitudeShiftChoice shift = pxkit::choose_amplitude_shift(
+      ctx->option.right_shift_bits, ctx->option.cut_higher_amplitude_bits);
   const float mantissa = ctx->option.depth_out_use_float != 0
                              ? 0.0f
                              : mantissa_scale(ctx->option.mantissa_bits);
-  report_shift(shift);
+  pxkit::report_amplitude_shift(shift);  // after any mantissa message
 
   const pxkit::thread_pool_func kernel = choose_kernel(ctx->option, shift.direction);
   for (int k = 0; k < kStripes; ++k) {

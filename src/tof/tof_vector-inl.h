@@ -1,5 +1,6 @@
-// Vector forms of fast_atan2 and of the amplitude, per Highway target. Every
-// lane gives the same bits as pxkit::fast_atan2_scalar / amplitude_scalar.
+// Vector forms of fast_atan2, of the amplitude and of its shift, per Highway
+// target. Every lane gives the same bits as pxkit::fast_atan2_scalar /
+// amplitude_scalar / apply_amplitude_shift.
 //
 // Include from a source compiled through hwy/foreach_target.h, after
 // hwy/highway.h; the toggle guard re-includes it once per target.
@@ -12,6 +13,7 @@
 
 #include <hwy/highway.h>
 
+#include "tof/amplitude_shift.h"
 #include "tof/atan_table.h"
 #include "tof/fast_atan.h"
 
@@ -87,6 +89,23 @@ HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> Amplitude(DF /*df*/, hn::Vec<DF> x, h
   const auto root_hi = hn::Sqrt(hn::PromoteTo(dd, hn::UpperHalf(dh, q)));
   return hn::Combine(di, hn::DemoteTo(di_half, root_hi), hn::DemoteTo(di_half, root_lo));
 #endif
+}
+
+// apply_amplitude_shift in every lane (amplitudes are >= 0, so the lanes can be
+// shifted as unsigned). Counts of 32 or more give 0 without shifting by them.
+template <AmplitudeShift S, class DI>
+HWY_INLINE hn::Vec<DI> ShiftAmplitude(DI di, hn::Vec<DI> a, std::uint32_t amount) {
+  if constexpr (S == AmplitudeShift::kNone) {
+    return a;
+  } else {
+    const hn::RebindToUnsigned<DI> du;
+    const bool in_range = amount < 32;
+    const int bits = in_range ? static_cast<int>(amount) : 0;
+    const auto v = hn::BitCast(du, a);
+    const auto shifted =
+        S == AmplitudeShift::kLeft ? hn::ShiftLeftSame(v, bits) : hn::ShiftRightSame(v, bits);
+    return hn::BitCast(di, hn::And(shifted, hn::Set(du, in_range ? ~0u : 0u)));
+  }
 }
 
 // Stores the low 16 or 8 bits of each i32 lane (wrap-around, no saturation).

@@ -7,14 +7,35 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace pxtest {
 
 // Runs `body` and returns what it printed on standard output.
 std::string capture_stdout(const std::function<void()>& body);
+
+// Owner of a library object that releases it with `Destroy`.
+template <auto Destroy>
+struct DestroyWith {
+  template <class T>
+  void operator()(T* object) const { Destroy(object); }
+};
+template <class T, auto Destroy>
+using Owned = std::unique_ptr<T, DestroyWith<Destroy>>;
+
+// Setup(&option) with its report kept out of the test log; what it made (or
+// null) is destroyed with the holder.
+template <auto Setup, auto Destroy, class Option>
+auto quiet_setup(const Option& option) {
+  using T = std::remove_pointer_t<decltype(Setup(&option))>;
+  T* made = nullptr;
+  capture_stdout([&] { made = Setup(&option); });
+  return Owned<T, Destroy>(made);
+}
 
 // Number of heap allocations the library has made so far (see common/memory.h).
 std::uint64_t library_allocations();

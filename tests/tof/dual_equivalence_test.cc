@@ -106,7 +106,7 @@ TEST(DualKernels, ShiftsOf32OrMoreStoreZero) {
   }
   for (const pxkit::DualKernelTable* table : tables) {
     ASSERT_NE(table, nullptr);
-    for (pxkit::DualShift dir : {pxkit::DualShift::kLeft, pxkit::DualShift::kRight}) {
+    for (pxkit::AmplitudeShift dir : {pxkit::AmplitudeShift::kLeft, pxkit::AmplitudeShift::kRight}) {
       for (std::uint32_t shift : {31u, 32u, 40u}) {
         std::vector<std::uint16_t> amplitude(19, 0xA5A5);
         std::vector<float> depth(19);
@@ -121,7 +121,7 @@ TEST(DualKernels, ShiftsOf32OrMoreStoreZero) {
         const auto kernel = (*table)[pxkit::dual_kernel_index(false, true, dir)];
         kernel(reinterpret_cast<std::uintptr_t>(&block), 0);
         const std::uint32_t want =
-            shift >= 32 ? 0 : (dir == pxkit::DualShift::kLeft ? 500u << shift : 500u >> shift);
+            shift >= 32 ? 0 : (dir == pxkit::AmplitudeShift::kLeft ? 500u << shift : 500u >> shift);
         for (std::uint16_t a : amplitude) ASSERT_EQ(a, want & 0xFFFF) << shift;
       }
     }

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "pxkit.h"
@@ -26,16 +25,10 @@ inline tof_dual_option make_option(bool interleave, bool amplitude_u16, unsigned
   return o;
 }
 
-struct ContextDeleter {
-  void operator()(tof_dual_context* ctx) const { destroy_tof_dual_context(ctx); }
-};
-using Context = std::unique_ptr<tof_dual_context, ContextDeleter>;
-
 // Setup with its option report kept out of the test log.
+using Context = pxtest::Owned<tof_dual_context, destroy_tof_dual_context>;
 inline Context setup(const tof_dual_option& o) {
-  tof_dual_context* ctx = nullptr;
-  pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(&o); });
-  return Context(ctx);
+  return pxtest::quiet_setup<setup_tof_dual_context, destroy_tof_dual_context>(o);
 }
 
 // Eight sample planes of width x height pixels (two samples a pixel when interleaved).

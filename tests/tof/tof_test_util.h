@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,14 +33,9 @@ inline tof_option make_option(bool float_depth, bool interleaved = false, int ri
 }
 
 // Context with its setup report swallowed; destroyed with the holder.
-struct ContextDeleter {
-  void operator()(tof_context* c) const { destroy_tof_context(c); }
-};
-using Context = std::unique_ptr<tof_context, ContextDeleter>;
+using Context = pxtest::Owned<tof_context, destroy_tof_context>;
 inline Context quiet_setup(const tof_option& o) {
-  tof_context* c = nullptr;
-  pxtest::capture_stdout([&] { c = setup_tof_context(&o); });
-  return Context(c);
+  return pxtest::quiet_setup<setup_tof_context, destroy_tof_context>(o);
 }
 
 // The four phase images of a frame (samples per pixel: 1, or 2 interleaved).
