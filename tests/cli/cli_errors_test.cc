@@ -111,6 +111,9 @@ TEST(CliTofErrors, MissingShortAndMismatchedFiles) {
   expect_refused(dir, {"tof", "--size", "8x4", in[0], in[1], in[2], "absent.raw"},
                  "cannot read absent.raw: No such file or directory");
   expect_refused(dir, concat({"tof"}, in), "p0.raw: raw sample file needs --size WxH");
+  std::filesystem::create_directory(dir / "folder");
+  expect_refused(dir, {"tof", "--size", "8x4", in[0], "folder", in[2], in[3]}, "cannot read folder: not a regular file");
+  expect_refused(dir, {"tof"}, "FILES is required");
   // 64 bytes hold 8x4 samples; a 9x4 or an interleaved 8x4 frame needs more.
   expect_refused(dir, concat({"tof", "--size", "9x4"}, in), "p0.raw: 64 bytes, expected 72 (9x4 16-bit samples)");
   expect_refused(dir, concat({"tof", "--size", "8x4", "--interleave"}, in), "expected 128 (16x4");
@@ -160,7 +163,7 @@ TEST(CliDemoErrors, BadArgumentsAndUnwritableFolder) {
   write_bytes(dir / "plain-file", {1});
   expect_refused(dir, {"demo", "--size", "4x4"}, "--size must be at least 8x8");
   expect_refused(dir, {"demo", "--size", "640x"}, "bad size '640x'");
-  expect_refused(dir, {"demo", "--noise", "-1"}, "--noise");
+  expect_refused(dir, {"demo", "--noise", "-1"}, "--noise must be 0 or more");
   expect_refused(dir, {"demo", "--out", "plain-file/demo"}, "cannot create plain-file/demo");
   expect_refused(dir, {"demo", "--out", "plain-file"}, "cannot create plain-file");
 }

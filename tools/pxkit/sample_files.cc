@@ -1,13 +1,14 @@
 #include "sample_files.h"
 
 #include <png.h>
+#include <sys/stat.h>
 
+#include <cctype>
 #include <cerrno>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <memory>
 
 #include "cli_error.h"
 
@@ -15,10 +16,14 @@ namespace pxcli {
 namespace {
 
 std::vector<unsigned char> read_whole_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CliError("cannot read " + path + ": " + std::strerror(errno));
-  std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw CliError("cannot read " + path + ": read error");
+  std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(path.c_str(), "rb"), std::fclose);
+  struct stat st {};
+  if (!f || fstat(fileno(f.get()), &st) != 0) throw CliError("cannot read " + path + ": " + std::strerror(errno));
+  if (!S_ISREG(st.st_mode)) throw CliError("cannot read " + path + ": not a regular file");
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(st.st_size));
+  if (std::fread(bytes.data(), 1, bytes.size(), f.get()) != bytes.size()) {
+    throw CliError("cannot read " + path + ": " + (std::ferror(f.get()) ? std::strerror(errno) : "file shrank"));
+  }
   return bytes;
 }
 

@@ -172,7 +172,7 @@ Decoded decode_dual_frame(const TofArgs& a, const Inputs& in) {
 }
 
 void add_options(CLI::App& app, TofArgs& a) {
-  app.add_option("files", a.files, "sample images: 0, 90, 180, 270 degrees (--dual: those of frequency 0, "
+  app.add_option("FILES", a.files, "sample images: 0, 90, 180, 270 degrees (--dual: those of frequency 0, "
                                    "then of frequency 1)")->required();
   app.add_flag("--dual", a.dual, "dual-frequency decoding of 8 files");
   app.add_option("--size", a.size_text, "output size WIDTHxHEIGHT (needed for raw files; checked for PGM/PNG)");
