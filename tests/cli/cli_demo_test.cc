@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <regex>
+#include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "sample_files.h"
@@ -41,20 +42,24 @@ struct Figures {
   long long correct = -1, pixels = -1;
 };
 
+// The accuracy column of the table row that starts with `stage` (empty if absent).
+std::string accuracy_of(const std::string& out, const std::string& stage) {
+  std::size_t at = out.find("\n" + stage + " ");
+  if (at == std::string::npos) return "";
+  const std::size_t end = out.find('\n', at + 1);
+  const std::string row = out.substr(at + 1, end - at - 1);
+  const std::size_t accuracy = row.find("mean |error| ");
+  return accuracy == std::string::npos ? "" : row.substr(accuracy);
+}
+
 Figures parse_table(const std::string& out) {
   Figures f;
-  std::smatch m;
-  const std::regex single(R"(single-frequency f32 depth \+ amp +[0-9.]+ +[0-9.]+ +mean \|error\| ([0-9.]+) mm)");
-  const std::regex fixed(R"(single-frequency fixed16 depth \+ amp +[0-9.]+ +[0-9.]+ +mean \|error\| ([0-9.]+) mm)");
-  const std::regex dual(R"(dual-frequency f32 depth \+ amp +[0-9.]+ +[0-9.]+ +mean \|error\| ([0-9.]+) mm; )"
-                        R"(wrap count correct [0-9.]+% \(([0-9]+)/([0-9]+)\))");
-  if (std::regex_search(out, m, single)) f.single_mm = std::stod(m[1]);
-  if (std::regex_search(out, m, fixed)) f.fixed_mm = std::stod(m[1]);
-  if (std::regex_search(out, m, dual)) {
-    f.dual_mm = std::stod(m[1]);
-    f.correct = std::stoll(m[2]);
-    f.pixels = std::stoll(m[3]);
-  }
+  std::sscanf(accuracy_of(out, "single-frequency f32 depth + amp").c_str(), "mean |error| %lf mm", &f.single_mm);
+  std::sscanf(accuracy_of(out, "single-frequency fixed16 depth + amp").c_str(), "mean |error| %lf mm", &f.fixed_mm);
+  const std::string dual = accuracy_of(out, "dual-frequency f32 depth + amp");
+  std::sscanf(dual.c_str(), "mean |error| %lf mm", &f.dual_mm);
+  const std::size_t counts = dual.rfind('(');
+  if (counts != std::string::npos) std::sscanf(dual.c_str() + counts, "(%lld/%lld)", &f.correct, &f.pixels);
   return f;
 }
 
