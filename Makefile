@@ -1,4 +1,5 @@
 # Entry points for people and CI. `make test` is the full gate.
+#   make demo    installs what is missing, builds the pxkit tool, runs `pxkit demo`
 #   make check   native build + tests (quick iteration)
 #   make test    installs what is missing, then native, aarch64 under qemu,
 #                ThreadSanitizer, and AddressSanitizer + UndefinedBehaviorSanitizer
@@ -7,31 +8,38 @@ JOBS ?= $(shell nproc)
 CMAKE ?= cmake
 CTEST = ctest --output-on-failure -j$(JOBS)
 COMMON = -DCMAKE_BUILD_TYPE=Release -DPXKIT_WERROR=ON
+# The command-line tool and its tests come with every native build; the aarch64
+# cross build has no arm64 libpng or libtiff to link it against.
+TOOLS = -DPXKIT_BUILD_TOOLS=ON
 
-.PHONY: deps check test test-native test-aarch64 test-tsan test-asan bench clean
+.PHONY: deps demo check test test-native test-aarch64 test-tsan test-asan bench clean
 
 deps:
 	scripts/install-deps.sh test
 
-build/native/CMakeCache.txt:
-	$(CMAKE) -S . -B build/native $(COMMON)
+demo:
+	scripts/install-deps.sh demo
+	$(CMAKE) -S . -B build/demo -DCMAKE_BUILD_TYPE=Release $(TOOLS) -DPXKIT_BUILD_TESTS=OFF
+	$(CMAKE) --build build/demo -j$(JOBS) --target pxkit_tool
+	build/demo/tools/pxkit demo --out demo-out
 
-check test-native: build/native/CMakeCache.txt
+check test-native:
+	$(CMAKE) -S . -B build/native $(COMMON) $(TOOLS)
 	$(CMAKE) --build build/native -j$(JOBS)
 	cd build/native && $(CTEST)
 
 test-aarch64:
-	$(CMAKE) -S . -B build/aarch64 $(COMMON) -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-aarch64.cmake
+	$(CMAKE) -S . -B build/aarch64 $(COMMON) -DPXKIT_BUILD_TOOLS=OFF -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-aarch64.cmake
 	$(CMAKE) --build build/aarch64 -j$(JOBS)
 	cd build/aarch64 && $(CTEST)
 
 test-tsan:
-	$(CMAKE) -S . -B build/tsan $(COMMON) -DPXKIT_SANITIZE=thread
+	$(CMAKE) -S . -B build/tsan $(COMMON) $(TOOLS) -DPXKIT_SANITIZE=thread
 	$(CMAKE) --build build/tsan -j$(JOBS)
 	cd build/tsan && TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" setarch -R $(CTEST)
 
 test-asan:
-	$(CMAKE) -S . -B build/asan $(COMMON) -DPXKIT_SANITIZE=address
+	$(CMAKE) -S . -B build/asan $(COMMON) $(TOOLS) -DPXKIT_SANITIZE=address
 	$(CMAKE) --build build/asan -j$(JOBS)
 	cd build/asan && ASAN_OPTIONS="detect_leaks=1" UBSAN_OPTIONS="print_stacktrace=1" $(CTEST)
 

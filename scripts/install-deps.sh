@@ -1,20 +1,27 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing pxkit need.
-# Usage: scripts/install-deps.sh [test|bench|all]   (default: test)
+# Usage: scripts/install-deps.sh [demo|test|bench|all]   (default: test)
+#   demo: what `make demo` needs (compiler, Highway, libpng, libtiff, CLI11)
+#   test: demo plus GoogleTest, Google Benchmark and the aarch64 cross tools
+#   bench, all: test plus OpenCV for the optional benchmark baselines
 # As root it runs apt-get; otherwise it prints the exact command and stops.
 set -euo pipefail
 
 group=${1:-test}
 packages=(
-  cmake make g++ pkg-config
-  libgtest-dev googletest libbenchmark-dev libhwy-dev   # tests, benchmarks, SIMD
-  g++-aarch64-linux-gnu qemu-user                       # aarch64 cross build, run under qemu
-  libpng-dev libtiff-dev                                # the pxkit command-line tool
+  cmake make g++ pkg-config libhwy-dev                  # the library (SIMD through Highway)
+  libpng-dev libtiff-dev libcli11-dev                   # the pxkit command-line tool
 )
 case "$group" in
-  test) ;;
-  bench|all) packages+=(libopencv-dev) ;;                # optional baselines in the benchmarks
-  *) echo "usage: $0 [test|bench|all]" >&2; exit 2 ;;
+  demo) ;;
+  test|bench|all)
+    packages+=(
+      libgtest-dev googletest libbenchmark-dev          # tests, benchmarks
+      g++-aarch64-linux-gnu qemu-user                   # aarch64 cross build, run under qemu
+    )
+    [ "$group" = test ] || packages+=(libopencv-dev)    # optional baselines in the benchmarks
+    ;;
+  *) echo "usage: $0 [demo|test|bench|all]" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -1,0 +1,168 @@
+#include "tool_runner.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <png.h>
+#include <tiffio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+
+extern char** environ;
+
+namespace clitest {
+
+namespace fs = std::filesystem;
+
+ScratchDir::ScratchDir() {
+  std::string pattern = (fs::temp_directory_path() / "pxkit-cli-XXXXXX").string();
+  if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
+  path_ = pattern;
+}
+
+ScratchDir::~ScratchDir() {
+  std::error_code ec;
+  fs::remove_all(path_, ec);
+}
+
+std::vector<std::string> ScratchDir::files() const {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(path_)) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+namespace {
+
+std::string slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+}  // namespace
+
+ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir) {
+  // Captured output goes next to the scratch folder, not into it, so that the
+  // tests can check the folder holds nothing the tool did not mean to leave.
+  const std::string out_path = dir + ".stdout", err_path = dir + ".stderr";
+  std::vector<std::string> argv_store{PXKIT_TOOL_PATH};
+  argv_store.insert(argv_store.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (std::string& a : argv_store) argv.push_back(a.data());
+  argv.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  // posix_spawn has no portable chdir action before glibc 2.29's _np one; use it.
+  posix_spawn_file_actions_addchdir_np(&actions, dir.c_str());
+  pid_t pid = 0;
+  const int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (rc != 0) throw std::runtime_error(std::string("posix_spawn: ") + std::strerror(rc));
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0) {
+    if (errno != EINTR) throw std::runtime_error("waitpid failed");
+  }
+  ToolRun run;
+  run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  run.out = slurp(out_path);
+  run.err = slurp(err_path);
+  std::remove(out_path.c_str());
+  std::remove(err_path.c_str());
+  return run;
+}
+
+int line_count(const std::string& text) {
+  int lines = static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+  if (!text.empty() && text.back() != '\n') ++lines;
+  return lines;
+}
+
+void write_bytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!out) throw std::runtime_error("cannot write " + path);
+}
+
+void write_raw(const std::string& path, const std::vector<std::uint16_t>& samples) {
+  std::vector<std::uint8_t> bytes;
+  for (std::uint16_t s : samples) {
+    bytes.push_back(static_cast<std::uint8_t>(s & 0xFF));
+    bytes.push_back(static_cast<std::uint8_t>(s >> 8));
+  }
+  write_bytes(path, bytes);
+}
+
+void write_pgm16(const std::string& path, std::uint32_t width, std::uint32_t height,
+                 const std::vector<std::uint16_t>& samples) {
+  const std::string header = "P5\n# test frame\n" + std::to_string(width) + " " + std::to_string(height) + "\n65535\n";
+  std::vector<std::uint8_t> bytes(header.begin(), header.end());
+  for (std::uint16_t s : samples) {
+    bytes.push_back(static_cast<std::uint8_t>(s >> 8));
+    bytes.push_back(static_cast<std::uint8_t>(s & 0xFF));
+  }
+  write_bytes(path, bytes);
+}
+
+std::vector<std::uint8_t> read_png_grey8(const std::string& path, std::uint32_t& width, std::uint32_t& height) {
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  if (!png_image_begin_read_from_file(&image, path.c_str())) throw std::runtime_error(path + ": " + image.message);
+  image.format = PNG_FORMAT_GRAY;
+  width = image.width;
+  height = image.height;
+  std::vector<std::uint8_t> grey(PNG_IMAGE_SIZE(image));
+  if (!png_image_finish_read(&image, nullptr, grey.data(), 0, nullptr)) {
+    throw std::runtime_error(path + ": " + image.message);
+  }
+  return grey;
+}
+
+std::vector<float> read_pfm(const std::string& path, std::uint32_t& width, std::uint32_t& height) {
+  std::ifstream in(path, std::ios::binary);
+  std::string magic;
+  double scale = 0;
+  in >> magic >> width >> height >> scale;
+  in.get();
+  if (!in || magic != "Pf" || scale >= 0) throw std::runtime_error(path + ": not a little-endian grey PFM");
+  std::vector<float> values(std::size_t{width} * height);
+  for (std::uint32_t r = height; r-- > 0;) {  // stored bottom row first
+    in.read(reinterpret_cast<char*>(values.data() + std::size_t{r} * width), std::streamsize{width} * 4);
+  }
+  if (!in) throw std::runtime_error(path + ": PFM data ends early");
+  return values;
+}
+
+std::vector<float> read_tiff_float(const std::string& path, std::uint32_t& width, std::uint32_t& height) {
+  std::unique_ptr<TIFF, void (*)(TIFF*)> tif(TIFFOpen(path.c_str(), "r"), TIFFClose);
+  if (!tif) throw std::runtime_error("cannot open " + path);
+  std::uint16_t bits = 0, format = 0, channels = 0;
+  TIFFGetField(tif.get(), TIFFTAG_IMAGEWIDTH, &width);
+  TIFFGetField(tif.get(), TIFFTAG_IMAGELENGTH, &height);
+  TIFFGetField(tif.get(), TIFFTAG_BITSPERSAMPLE, &bits);
+  TIFFGetField(tif.get(), TIFFTAG_SAMPLEFORMAT, &format);
+  TIFFGetField(tif.get(), TIFFTAG_SAMPLESPERPIXEL, &channels);
+  if (bits != 32 || format != SAMPLEFORMAT_IEEEFP || channels != 1) {
+    throw std::runtime_error(path + ": not a single-channel float TIFF");
+  }
+  std::vector<float> values(std::size_t{width} * height);
+  for (std::uint32_t r = 0; r < height; ++r) {
+    if (TIFFReadScanline(tif.get(), values.data() + std::size_t{r} * width, r, 0) != 1) {
+      throw std::runtime_error(path + ": cannot read row " + std::to_string(r));
+    }
+  }
+  return values;
+}
+
+}  // namespace clitest

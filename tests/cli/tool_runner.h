@@ -1,0 +1,45 @@
+// Runs the pxkit executable in a scratch folder and collects what it did.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace clitest {
+
+struct ToolRun {
+  int exit_code = -1;
+  std::string out;  // standard output
+  std::string err;  // standard error
+};
+
+// A fresh folder, removed with everything in it at the end of the test.
+class ScratchDir {
+ public:
+  ScratchDir();
+  ~ScratchDir();
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
+  const std::string& path() const { return path_; }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+  std::vector<std::string> files() const;  // sorted names, hidden ones included
+
+ private:
+  std::string path_;
+};
+
+// Runs `pxkit args...` with `dir` as working directory.
+ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir);
+
+// Number of lines of `text` (a last line without a newline counts).
+int line_count(const std::string& text);
+
+void write_bytes(const std::string& path, const std::vector<std::uint8_t>& bytes);
+void write_raw(const std::string& path, const std::vector<std::uint16_t>& samples);  // little-endian
+void write_pgm16(const std::string& path, std::uint32_t width, std::uint32_t height,
+                 const std::vector<std::uint16_t>& samples);
+std::vector<std::uint8_t> read_png_grey8(const std::string& path, std::uint32_t& width, std::uint32_t& height);
+std::vector<float> read_pfm(const std::string& path, std::uint32_t& width, std::uint32_t& height);
+std::vector<float> read_tiff_float(const std::string& path, std::uint32_t& width, std::uint32_t& height);
+
+}  // namespace clitest

@@ -1,0 +1,67 @@
+// pxkit: the library's command-line front door.
+#include <pxkit.h>
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "args.h"
+#include "cli_error.h"
+#include "commands.h"
+
+namespace pxcli {
+namespace {
+
+constexpr const char* kUsage =
+    "usage: pxkit COMMAND [OPTIONS]   (pxkit COMMAND --help for its options)\n"
+    "commands:\n"
+    "  demo      decode a synthetic ToF scene, write pictures, print speed and accuracy\n"
+    "  tof       decode real ToF sample images (4 files, or 8 with --dual)\n"
+    "  version   print the library version\n";
+
+}  // namespace
+
+int run_version(int argc, const char* const* argv) {
+  CLI::App app("Prints the version of the loaded libpxkit.", "pxkit version");
+  if (!parse_command(app, argc, argv)) return 0;
+  std::uint8_t v[8] = {};
+  get_pxkit_version(v);
+  std::printf("libpxkit %u.%u.%u (%04u-%02u-%02u)\n", v[0], v[1], v[2] | (v[3] << 8), v[4] | (v[5] << 8),
+              v[6], v[7]);
+  return 0;
+}
+
+}  // namespace pxcli
+
+int main(int argc, char** argv) {
+  using namespace pxcli;
+  if (argc < 2) {
+    std::fputs(kUsage, stderr);
+    return kExitUsage;
+  }
+  const std::string command = argv[1];
+  if (command == "--help" || command == "-h" || command == "help") {
+    std::fputs(kUsage, stdout);
+    return 0;
+  }
+  try {
+    if (command == "demo") return run_demo(argc - 1, argv + 1);
+    if (command == "tof") return run_tof(argc - 1, argv + 1);
+    if (command == "version" || command == "--version") return run_version(argc - 1, argv + 1);
+    std::fprintf(stderr, "pxkit: unknown command '%s' (see 'pxkit --help')\n", command.c_str());
+    return kExitUsage;
+  } catch (const CliError& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "pxkit %s: %s\n", command.c_str(), e.what());
+    return kExitUsage;
+  } catch (const LibraryError& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "pxkit %s: library call failed: %s\n", command.c_str(), e.what());
+    return kExitLibrary;
+  } catch (const std::exception& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "pxkit %s: %s\n", command.c_str(), e.what());
+    return kExitLibrary;
+  }
+}
