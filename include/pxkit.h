@@ -19,6 +19,8 @@
 
 #include <stdint.h>
 
+#include "pxkit_version.h" /* PXKIT_VERSION_MAJOR, _MINOR, _PATCH, _STRING */
+
 #if defined(PXKIT_BUILDING_LIBRARY)
 #define PXKIT_API __attribute__((visibility("default")))
 #else
@@ -31,9 +33,11 @@ extern "C" {
 
 /* ---- Version and placeholders ------------------------------------------- */
 
-/* Writes the 8-byte version (01 01 07 00 E5 07 09 12: major 1, minor 1, u16
- * patch 7, u16 year 2021, month 9, day 18) into `buffer` and returns it.
- * A null buffer is returned unchanged. */
+/* Writes the 8-byte version of the loaded library into `buffer` and returns it:
+ * major (u8), minor (u8), patch (u16), then the build date: year (u16), month,
+ * day (u8 each), integers little-endian. The release this header belongs to is
+ * PXKIT_VERSION_*; the date is 2021-09-18 (E5 07 09 12). A null buffer is
+ * returned unchanged. */
 PXKIT_API uint8_t* get_pxkit_version(uint8_t* buffer);
 
 /* Placeholder: no 2-D filter context exists; always returns null. */
