@@ -1,5 +1,9 @@
 // pxkit demo: decode a synthetic room with the library and show how well it did.
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -38,6 +42,44 @@ std::vector<std::int16_t> as_signed(const std::vector<std::uint16_t>& plane) {
   return std::vector<std::int16_t>(plane.begin(), plane.end());
 }
 
+// Memory a demo frame needs: about 75 bytes per pixel were measured for the
+// scene, the decoded planes and the pictures; the margin covers the panels'
+// resized copies and allocator slack.
+constexpr std::uint64_t kDemoBytesPerPixel = 160;
+constexpr std::uint64_t kDemoBaseBytes = std::uint64_t{64} << 20;
+
+// What this process may use: the address-space limit if one is set, and the
+// memory the system has available now.
+std::uint64_t usable_memory() {
+  std::uint64_t limit = UINT64_MAX;
+  struct rlimit rl {};
+  if (getrlimit(RLIMIT_AS, &rl) == 0 && rl.rlim_cur != RLIM_INFINITY) limit = rl.rlim_cur;
+  if (std::FILE* f = std::fopen("/proc/meminfo", "r")) {
+    char line[256];
+    unsigned long long kib = 0;
+    while (std::fgets(line, sizeof line, f)) {
+      if (std::sscanf(line, "MemAvailable: %llu kB", &kib) == 1) {
+        limit = std::min<std::uint64_t>(limit, std::uint64_t{kib} * 1024);
+        break;
+      }
+    }
+    std::fclose(f);
+  }
+  return limit;
+}
+
+// Refuses, before anything is written, a size whose frames would not fit.
+void check_demo_memory(Size size) {
+  const std::uint64_t need = kDemoBaseBytes + size.pixels() * kDemoBytesPerPixel;
+  const std::uint64_t have = usable_memory();
+  if (need <= have) return;
+  const std::uint64_t max_pixels = have > kDemoBaseBytes ? (have - kDemoBaseBytes) / kDemoBytesPerPixel : 0;
+  const auto side = static_cast<std::uint64_t>(std::sqrt(static_cast<double>(max_pixels)));
+  throw CliError("--size " + to_string(size) + " needs about " + std::to_string(need >> 20) + " MiB, more than the " +
+                 std::to_string(have >> 20) + " MiB this process may use; the largest square size here is about " +
+                 std::to_string(side) + "x" + std::to_string(side));
+}
+
 }  // namespace
 
 int run_demo(int argc, const char* const* argv) {
@@ -55,7 +97,9 @@ int run_demo(int argc, const char* const* argv) {
   if (!parse_command(app, argc, argv)) return 0;
   args.size = parse_size(size_text);
   if (args.size.width < 8 || args.size.height < 8) throw CliError("--size must be at least 8x8");
-  if (!(args.noise >= 0)) throw CliError("--noise must be 0 or more");
+  if (!(args.noise >= 0) || !std::isfinite(args.noise)) throw CliError("--noise must be a finite number, 0 or more");
+  if (args.out_dir.empty()) throw CliError("--out must name a folder");
+  check_demo_memory(args.size);
 
   std::error_code ec;
   std::filesystem::create_directories(args.out_dir, ec);
