@@ -253,8 +253,8 @@ TEST(CliDemoErrors, BadArgumentsAndUnwritableFolder) {
   expect_refused(dir, {"demo", "--out", "plain-file"}, "cannot create plain-file");
 }
 
-// Sanitizer run-times reserve terabytes of address space: memory limits apply
-// to the plain build only.
+// Sanitizer builds run without the memory limit (see run_tool), so this
+// refusal is checked in the plain build only.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST(CliDemoErrors, SizeBeyondTheMemoryLimitIsRefusedUpFront) {
   ScratchDir dir;
