@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <vector>
+#include <sstream>
+#include <iterator>
 
 #include "sample_files.h"
 #include "scene.h"
@@ -88,8 +91,34 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_EQ(w, 96u) << name;
     EXPECT_EQ(h, 72u) << name;
   }
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 6)
-      << "temporary files left behind";
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 7)
+      << "temporary files left behind";  // six pictures and the samples folder
+}
+
+// The demo writes its sample planes and prints the commands that decode them;
+// run as printed, they give the scene's distances in metres.
+TEST(CliDemo, PrintedCommandsDecodeTheWrittenSamples) {
+  ScratchDir dir;
+  const ToolRun demo = run_tool({"demo", "--size", "64x48", "--noise", "0", "--out", "d"}, dir.path());
+  ASSERT_EQ(demo.exit_code, 0) << demo.err;
+  std::vector<std::vector<std::string>> commands;
+  for (std::size_t at = demo.out.find("\n  pxkit "); at != std::string::npos;
+       at = demo.out.find("\n  pxkit ", at + 1)) {
+    std::istringstream line(demo.out.substr(at + 9, demo.out.find('\n', at + 1) - at - 9));
+    commands.emplace_back(std::istream_iterator<std::string>(line), std::istream_iterator<std::string>());
+  }
+  ASSERT_EQ(commands.size(), 2u) << demo.out;
+  for (const auto& args : commands) {
+    const ToolRun run = run_tool(args, dir.path());
+    ASSERT_EQ(run.exit_code, 0) << run.err;
+  }
+  const pxcli::ToFScene truth = pxcli::synthesise_scene({{64, 48}, 0.0, 1}, pxcli::Modulation{});
+  std::uint32_t w = 0, h = 0;
+  const std::vector<float> depth = read_tiff_float(dir / "d/tof_dual_depth.tiff", w, h);
+  ASSERT_EQ(depth.size(), truth.truth_m.size());
+  double error = 0;
+  for (std::size_t i = 0; i < depth.size(); ++i) error += std::fabs(depth[i] - truth.truth_m[i]);
+  EXPECT_LT(error / static_cast<double>(depth.size()), 0.01);  // metres
 }
 
 TEST(CliDemo, NoisyRunStaysCloseToTheTruth) {

@@ -13,6 +13,7 @@
 #include "commands.h"
 #include "decoders.h"
 #include "demo_pictures.h"
+#include "demo_samples.h"
 #include "scene.h"
 #include "stage_timer.h"
 
@@ -107,6 +108,7 @@ int run_demo(int argc, const char* const* argv) {
   const Modulation mod;
   StagedOutputs outputs;
   const DemoPictures pictures = stage_demo_pictures(outputs, args.out_dir, mod);
+  const DemoSamples samples = stage_demo_samples(outputs, args.out_dir);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -180,10 +182,15 @@ int run_demo(int argc, const char* const* argv) {
   print_row("dual-frequency f32 depth + amp", dual_ms, size, wraps);
 
   write_demo_pictures(pictures, frames, mod);
+  write_demo_samples(samples, scene);
   outputs.commit();
   std::printf("pictures in %s/:", args.out_dir.c_str());
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
-  std::printf("\n");
+  std::printf("\nsample planes in %s/ (16-bit PNG, frequency 0 then 1); decode them in metres with:\n",
+              samples.dir.c_str());
+  for (const std::string& command : demo_decode_commands(samples, args.out_dir, mod)) {
+    std::printf("  %s\n", command.c_str());
+  }
   return 0;
 }
 
