@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 
 namespace clitest {
@@ -55,11 +56,34 @@ std::string slurp(const std::string& path) {
 
 }  // namespace
 
+namespace {
+
+// The emulator that runs the tool in a cross build (empty natively), its
+// program resolved through PATH here, before fork.
+std::vector<std::string> emulator_words() {
+  std::vector<std::string> words;
+  std::istringstream in(PXKIT_TOOL_EMULATOR);
+  for (std::string w; in >> w;) words.push_back(w);
+  if (!words.empty() && words[0].find('/') == std::string::npos) {
+    std::istringstream path(std::getenv("PATH") ? std::getenv("PATH") : "/usr/bin");
+    for (std::string dir; std::getline(path, dir, ':');) {
+      if (access((dir + "/" + words[0]).c_str(), X_OK) == 0) {
+        words[0] = dir + "/" + words[0];
+        break;
+      }
+    }
+  }
+  return words;
+}
+
+}  // namespace
+
 ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, const ToolLimits& limits) {
   // Captured output goes next to the scratch folder, not into it, so that the
   // tests can check the folder holds nothing the tool did not mean to leave.
   const std::string out_path = dir + ".stdout", err_path = dir + ".stderr";
-  std::vector<std::string> argv_store{PXKIT_TOOL_PATH};
+  std::vector<std::string> argv_store = emulator_words();
+  argv_store.push_back(PXKIT_TOOL_PATH);
   argv_store.insert(argv_store.end(), args.begin(), args.end());
   std::vector<char*> argv;
   for (std::string& a : argv_store) argv.push_back(a.data());
