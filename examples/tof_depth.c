@@ -44,7 +44,10 @@ int main(void) {
   destroy_tof_context(ctx);
 
   double worst = 0;
-  for (size_t i = 0; i < n; ++i) worst = fmax(worst, fabs(depth[i] - truth[i]));
+  for (size_t i = 0; i < n; ++i) {
+    const double error = fabs(depth[i] - truth[i]);
+    if (error > worst) worst = error;
+  }
   printf("rc %d, depth at the left %.4f m, right %.4f m, worst error %.2f mm, amplitude %u\n", rc, depth[0],
          depth[kWidth - 1], worst * 1e3, amplitude[0]);
   free(p0), free(p90), free(p180), free(p270), free(truth), free(depth), free(amplitude);
