@@ -22,3 +22,6 @@ if(EXISTS /lib/ld-linux-aarch64.so.1)
 else()
   set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64;-L;/usr/aarch64-linux-gnu)
 endif()
+# Debian's multiarch layout for what is installed or packaged (GNUInstallDirs
+# picks it by itself only in native builds).
+set(CMAKE_INSTALL_LIBDIR lib/aarch64-linux-gnu CACHE PATH "Object code libraries (multiarch)")
