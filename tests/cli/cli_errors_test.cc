@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "image_writers.h"
+#include "pxkit_version.h"
 #include "tool_runner.h"
 
 namespace clitest {
@@ -82,7 +83,7 @@ TEST(CliUsage, VersionComesFromTheLibrary) {
   ScratchDir dir;
   const ToolRun run = run_tool({"version"}, dir.path());
   EXPECT_EQ(run.exit_code, 0);
-  EXPECT_EQ(run.out, "libpxkit 1.1.7 (2021-09-18)\n");
+  EXPECT_EQ(run.out, "libpxkit " PXKIT_VERSION_STRING " (2021-09-18)\n");
 }
 
 TEST(CliTofErrors, BadArguments) {
