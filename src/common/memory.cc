@@ -7,6 +7,7 @@ namespace pxkit::mem {
 namespace {
 
 std::atomic<std::uint64_t> g_allocations{0};
+std::atomic<std::uint64_t> g_releases{0};
 // Remaining successes before an injected failure; negative = never fail.
 std::atomic<int> g_fail_countdown{-1};
 
@@ -36,9 +37,13 @@ void* allocate_zeroed(std::size_t bytes) {
   return counted(std::calloc(1, bytes));
 }
 
-void release(void* p) { std::free(p); }
+void release(void* p) {
+  if (p != nullptr) g_releases.fetch_add(1, std::memory_order_relaxed);
+  std::free(p);
+}
 
 std::uint64_t allocation_count() { return g_allocations.load(std::memory_order_relaxed); }
+std::uint64_t release_count() { return g_releases.load(std::memory_order_relaxed); }
 
 void fail_allocation_after(int successes) {
   g_fail_countdown.store(successes, std::memory_order_relaxed);

@@ -15,6 +15,8 @@ void release(void* p);                     // like free; accepts null
 // Test seams ----------------------------------------------------------------
 // Number of successful allocations since the process started.
 std::uint64_t allocation_count();
+// Number of non-null pointers released since the process started.
+std::uint64_t release_count();
 // The allocation after `successes` more successful ones fails (returns null);
 // a negative value switches the failure off.
 void fail_allocation_after(int successes);

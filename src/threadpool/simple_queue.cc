@@ -26,6 +26,12 @@ void* take_head(simple_queue* q) {
   return item;
 }
 
+void wait_on(simple_queue* q, pthread_cond_t* cond) {
+  q->waiting++;
+  pthread_cond_wait(cond, &q->lock);
+  q->waiting--;
+}
+
 void free_chain_by_prev(simple_node* node, const simple_node* stop) {
   while (node != stop) {
     simple_node* prev = node->prev;
@@ -62,7 +68,7 @@ void simple_queue_destroy(simple_queue* q) {
 
 void simple_queue_push(simple_queue* q, void* item) {
   pthread_mutex_lock(&q->lock);
-  while (q->capacity != 0 && q->count >= q->capacity) pthread_cond_wait(&q->not_full, &q->lock);
+  while (q->capacity != 0 && q->count >= q->capacity) wait_on(q, &q->not_full);
   simple_node* node = q->free_list;
   if (node != nullptr) {
     q->free_list = node->prev;
@@ -87,7 +93,7 @@ void simple_queue_push(simple_queue* q, void* item) {
 
 void* simple_queue_pop(simple_queue* q) {
   pthread_mutex_lock(&q->lock);
-  while (q->count == 0) pthread_cond_wait(&q->not_empty, &q->lock);
+  while (q->count == 0) wait_on(q, &q->not_empty);
   void* item = take_head(q);
   pthread_mutex_unlock(&q->lock);
   return item;
@@ -101,15 +107,19 @@ void* simple_queue_try_pop(simple_queue* q) {
   return item;
 }
 
-void simple_queue_reserve(simple_queue* q, std::uint32_t nodes) {
+bool simple_queue_reserve(simple_queue* q, std::uint32_t nodes) {
+  bool complete = true;
   pthread_mutex_lock(&q->lock);
-  for (std::uint32_t i = 0; i < nodes; ++i) {
+  for (std::uint32_t i = 0; i < nodes && complete; ++i) {
     auto* node = static_cast<simple_node*>(mem::allocate(sizeof(simple_node)));
-    if (node == nullptr) break;
-    node->prev = q->free_list;
-    q->free_list = node;
+    complete = node != nullptr;
+    if (complete) {
+      node->prev = q->free_list;
+      q->free_list = node;
+    }
   }
   pthread_mutex_unlock(&q->lock);
+  return complete;
 }
 
 std::uint32_t simple_queue_count(simple_queue* q) {
@@ -117,6 +127,13 @@ std::uint32_t simple_queue_count(simple_queue* q) {
   const std::uint32_t count = q->count;
   pthread_mutex_unlock(&q->lock);
   return count;
+}
+
+std::uint32_t simple_queue_waiting(simple_queue* q) {
+  pthread_mutex_lock(&q->lock);
+  const std::uint32_t waiting = q->waiting;
+  pthread_mutex_unlock(&q->lock);
+  return waiting;
 }
 
 }  // namespace pxkit

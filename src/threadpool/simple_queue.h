@@ -22,6 +22,7 @@ struct simple_queue {
   pthread_mutex_t lock;    // guards every field above
   pthread_cond_t not_full;
   pthread_cond_t not_empty;
+  std::uint32_t waiting;   // threads blocked in a push or a pop right now
 };
 
 // New empty queue, or null after "fatal: no memory".
@@ -35,10 +36,13 @@ void simple_queue_push(simple_queue* queue, void* item);
 void* simple_queue_pop(simple_queue* queue);
 // As simple_queue_pop, but returns null at once when the queue is empty.
 void* simple_queue_try_pop(simple_queue* queue);
-// Puts up to `nodes` fresh nodes on the free list so that the first pushes
-// allocate nothing; stops quietly if memory runs out (pushes allocate then).
-void simple_queue_reserve(simple_queue* queue, std::uint32_t nodes);
+// Puts `nodes` fresh nodes on the free list so that the first pushes allocate
+// nothing. False when memory ran out (the nodes made so far stay on the list).
+bool simple_queue_reserve(simple_queue* queue, std::uint32_t nodes);
 // Number of queued items.
 std::uint32_t simple_queue_count(simple_queue* queue);
+// Number of threads blocked in a push (queue full) or a pop (queue empty), for
+// tests that must know a thread waits before they release it.
+std::uint32_t simple_queue_waiting(simple_queue* queue);
 
 }  // namespace pxkit

@@ -1,36 +1,123 @@
 #include "threadpool/thread_pool.h"
 
+#include <sched.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <new>
 
 #include "common/diag.h"
 #include "common/memory.h"
+#include "threadpool/spin.h"
 
 namespace pxkit {
 namespace {
 
+// How long an idle worker polls for its next task, and the caller for a
+// finished one, before sleeping: long enough to bridge the gap between
+// back-to-back frames, short enough that an idle pool costs next to nothing.
+constexpr std::chrono::microseconds kWorkerPoll{50};
+constexpr std::chrono::microseconds kCallerPoll{20};
+
 std::atomic<int> g_fail_thread_start_at{-1};
 
-// `stop` is written once by destroy and polled by workers without a lock; the
-// null items queued after it order the write for every worker still waiting.
-std::uint32_t stop_requested(const thread_pool* pool) {
-  return __atomic_load_n(&pool->stop, __ATOMIC_RELAXED);
+bool stop_requested(const thread_pool* pool) { return pool->stop.load() != 0; }
+
+std::uint32_t online_cores() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) == 0) return static_cast<std::uint32_t>(CPU_COUNT(&set));
+  const long n = sysconf(_SC_NPROCESSORS_ONLN);
+  return n > 0 ? static_cast<std::uint32_t>(n) : 1u;
+}
+
+// Takes the right to pop one item of the task queue; false when none is left.
+bool try_claim(thread_pool* pool) {
+  std::int32_t n = pool->unclaimed.load(std::memory_order_relaxed);
+  while (n > 0)
+    if (pool->unclaimed.compare_exchange_weak(n, n - 1)) return true;
+  return false;
+}
+
+// Pops a claimed task (the claim guarantees one is queued), runs it and hands it
+// to the done queue. False for a null item, which ends a worker.
+bool run_claimed(thread_pool* pool) {
+  auto* task = static_cast<thread_pool_task*>(simple_queue_pop(pool->task_queue));
+  if (task == nullptr) return false;
+  if (task->func == nullptr) {
+    diag::line("error: invalid task");
+  } else {
+    task->result = task->func(task->arg0, task->arg1);
+  }
+  simple_queue_push(pool->done_queue, task);
+  pool->finished.fetch_add(1);
+  return true;
+}
+
+// Wakes one sleeper, counting it as searching from now on, unless every
+// sleeper has a wake-up on its way already.
+void wake_one(thread_pool* pool) {
+  pthread_mutex_lock(&pool->idle_lock);
+  if (static_cast<std::uint32_t>(pool->sleepers.load()) > pool->wake_tokens) {
+    pool->wake_tokens++;
+    pool->searching.fetch_add(1);
+    pthread_cond_signal(&pool->work_ready);
+  }
+  pthread_mutex_unlock(&pool->idle_lock);
+}
+
+// A searching worker found nothing: it polls for a while when a poll slot is
+// free, then sleeps until woken. Called and returns as a searching worker.
+// Every order of counter updates here and in announce_item is sequentially
+// consistent: a sleeper announces itself before its last look at `unclaimed`,
+// and an adder publishes its item before it looks at `searching` and
+// `sleepers`, so at least one of the two sees the other.
+void wait_for_work(thread_pool* pool) {
+  auto work_or_stop = [pool] { return pool->unclaimed.load() > 0 || stop_requested(pool); };
+  const bool may_poll = pool->polling.fetch_add(1) < static_cast<std::int32_t>(pool->spin_slots);
+  const bool found = may_poll && spin_until(work_or_stop, kWorkerPoll);
+  pool->polling.fetch_sub(1);
+  if (found) return;
+  pthread_mutex_lock(&pool->idle_lock);
+  pool->searching.fetch_sub(1);
+  pool->sleepers.fetch_add(1);
+  if (work_or_stop()) {
+    pool->searching.fetch_add(1);
+  } else {
+    while (pool->wake_tokens == 0 && !stop_requested(pool))
+      pthread_cond_wait(&pool->work_ready, &pool->idle_lock);
+    if (pool->wake_tokens > 0) {
+      pool->wake_tokens--;  // wake_one counted this worker as searching
+    } else {
+      pool->searching.fetch_add(1);  // woken by destroy
+    }
+  }
+  pool->sleepers.fetch_sub(1);
+  pthread_mutex_unlock(&pool->idle_lock);
 }
 
 void* worker_main(void* arg) {
   auto* pool = static_cast<thread_pool*>(arg);
-  if (stop_requested(pool)) return nullptr;
+  pool->searching.fetch_add(1);
   for (;;) {
-    auto* task = static_cast<thread_pool_task*>(simple_queue_pop(pool->task_queue));
-    if (task == nullptr) return nullptr;
-    if (task->func == nullptr) {
-      diag::line("error: invalid task");
-    } else {
-      task->result = task->func(task->arg0, task->arg1);
-    }
-    simple_queue_push(pool->done_queue, task);
     if (stop_requested(pool)) return nullptr;
+    if (!try_claim(pool)) {
+      wait_for_work(pool);
+      continue;
+    }
+    // More tasks queued and nobody else looking: pass the wake-up on.
+    if (pool->searching.fetch_sub(1) == 1 && pool->unclaimed.load() > 0 && pool->sleepers.load() > 0)
+      wake_one(pool);
+    if (!run_claimed(pool)) return nullptr;
+    pool->searching.fetch_add(1);
   }
+}
+
+// A new item is on the task queue: wake a sleeper if no worker is searching.
+void announce_item(thread_pool* pool) {
+  pool->unclaimed.fetch_add(1);
+  if (pool->searching.load() == 0 && pool->sleepers.load() > 0) wake_one(pool);
 }
 
 int start_worker(thread_pool* pool, std::uint32_t index) {
@@ -40,7 +127,16 @@ int start_worker(thread_pool* pool, std::uint32_t index) {
 }
 
 bool usable(const thread_pool* pool) {
-  return pool != nullptr && pool->task_queue != nullptr && pool->state == 1;
+  return pool != nullptr && pool->task_queue != nullptr && pool->state.load() == 1;
+}
+
+// Frees a pool whose workers are not running (or were never started).
+void release_pool(thread_pool* pool) {
+  if (pool->task_queue != nullptr) simple_queue_destroy(pool->task_queue);
+  if (pool->done_queue != nullptr) simple_queue_destroy(pool->done_queue);
+  pthread_mutex_destroy(&pool->idle_lock);
+  pthread_cond_destroy(&pool->work_ready);
+  mem::release(pool);
 }
 
 }  // namespace
@@ -55,37 +151,44 @@ thread_pool* thread_pool_create(std::uint32_t thread_count) {
                  static_cast<int>(kMaxPoolThreads));
     return nullptr;
   }
-  auto* pool = static_cast<thread_pool*>(mem::allocate_zeroed(sizeof(thread_pool)));
-  if (pool == nullptr) {
+  void* memory = mem::allocate_zeroed(sizeof(thread_pool));
+  if (memory == nullptr) {
     diag::line("fatal: no memory");
     return nullptr;
   }
+  auto* pool = new (memory) thread_pool{};
+  pthread_mutex_init(&pool->idle_lock, nullptr);
+  pthread_cond_init(&pool->work_ready, nullptr);
   pool->thread_count = thread_count;
+  pool->spin_slots = online_cores() - 1;
   pool->task_queue = simple_queue_create(0);
   pool->done_queue = simple_queue_create(0);
   if (pool->task_queue == nullptr || pool->done_queue == nullptr) {
-    if (pool->task_queue != nullptr) simple_queue_destroy(pool->task_queue);
-    if (pool->done_queue != nullptr) simple_queue_destroy(pool->done_queue);
-    mem::release(pool);
+    release_pool(pool);
     return nullptr;
   }
-  simple_queue_reserve(pool->task_queue, kReservedNodes);
-  simple_queue_reserve(pool->done_queue, kReservedNodes);
+  // Without these nodes a frame's push could fail and lose a task for good.
+  if (!simple_queue_reserve(pool->task_queue, kReservedNodes) ||
+      !simple_queue_reserve(pool->done_queue, kReservedNodes)) {
+    diag::line("fatal: no memory");
+    release_pool(pool);
+    return nullptr;
+  }
   for (std::uint32_t i = 0; i < thread_count; ++i) {
     if (start_worker(pool, i) != 0) {
       diag::line("fatal: pthread_create fail");
-      simple_queue_destroy(pool->done_queue);
       if (i == 0) {
-        simple_queue_destroy(pool->task_queue);
-        mem::release(pool);
+        release_pool(pool);
+      } else {
+        // Workers already started are neither stopped nor joined. They wait
+        // for work for the life of the process, so the pool and its task queue
+        // are left in place rather than freed under them.
+        simple_queue_destroy(pool->done_queue);
       }
-      // Workers already started are neither stopped nor joined. They stay
-      // blocked on the task queue for the life of the process, so that queue
-      // and the pool they hold are left in place rather than freed under them.
       return nullptr;
     }
   }
-  pool->state = 1;
+  pool->state.store(1);
   return pool;
 }
 
@@ -95,6 +198,7 @@ std::int32_t thread_pool_add_task(thread_pool* pool, thread_pool_task* task) {
     return -1;
   }
   simple_queue_push(pool->task_queue, task);
+  announce_item(pool);
   return 0;
 }
 
@@ -103,22 +207,39 @@ thread_pool_task* thread_pool_wait(thread_pool* pool) {
     diag::line("error: invalid params");
     return nullptr;
   }
-  return static_cast<thread_pool_task*>(simple_queue_pop(pool->done_queue));
+  // Until a task has finished, run queued ones here (several workers only: a
+  // single worker keeps its tasks in order), then poll a short while.
+  const bool helps = pool->thread_count > 1;
+  auto progress = [pool, helps] {
+    return pool->finished.load() > 0 || (helps && pool->unclaimed.load() > 0);
+  };
+  while (pool->finished.load() <= 0) {
+    if (helps && try_claim(pool)) {
+      run_claimed(pool);
+    } else if (pool->spin_slots == 0 || !spin_until(progress, kCallerPoll)) {
+      break;  // nothing soon: sleep in the done queue's pop
+    }
+  }
+  auto* task = static_cast<thread_pool_task*>(simple_queue_pop(pool->done_queue));
+  pool->finished.fetch_sub(1);
+  return task;
 }
 
 void thread_pool_destroy(thread_pool* pool) {
   if (pool == nullptr) return;
-  if (pool->state == 1) {
-    __atomic_store_n(&pool->stop, 1u, __ATOMIC_RELAXED);
-    for (std::uint32_t i = 0; i < pool->thread_count; ++i) simple_queue_push(pool->task_queue, nullptr);
+  if (pool->state.load() == 1) {
+    pool->stop.store(1);
+    for (std::uint32_t i = 0; i < pool->thread_count; ++i) {
+      simple_queue_push(pool->task_queue, nullptr);
+      pool->unclaimed.fetch_add(1);
+    }
+    pthread_mutex_lock(&pool->idle_lock);  // sleepers check `stop` under this lock
+    pthread_cond_broadcast(&pool->work_ready);
+    pthread_mutex_unlock(&pool->idle_lock);
     for (std::uint32_t i = 0; i < pool->thread_count; ++i) pthread_join(pool->threads[i], nullptr);
-    pool->state = 0;
-    simple_queue_destroy(pool->task_queue);
-  } else if (pool->task_queue != nullptr) {
-    simple_queue_destroy(pool->task_queue);
+    pool->state.store(0);
   }
-  if (pool->done_queue != nullptr) simple_queue_destroy(pool->done_queue);
-  mem::release(pool);
+  release_pool(pool);
 }
 
 void fail_thread_start_at(int worker_index) {

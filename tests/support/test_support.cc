@@ -21,6 +21,7 @@ std::string capture_stdout(const std::function<void()>& body) {
 }
 
 std::uint64_t library_allocations() { return pxkit::mem::allocation_count(); }
+std::uint64_t library_releases() { return pxkit::mem::release_count(); }
 
 ScopedThreadStartFailure::ScopedThreadStartFailure(int worker_index) {
   pxkit::fail_thread_start_at(worker_index);

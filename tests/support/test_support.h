@@ -39,6 +39,8 @@ auto quiet_setup(const Option& option) {
 
 // Number of heap allocations the library has made so far (see common/memory.h).
 std::uint64_t library_allocations();
+// Number of non-null pointers the library has released so far.
+std::uint64_t library_releases();
 
 // While alive, every pool the library creates fails to start worker
 // `worker_index`; 0 sends pooled operations down their single-threaded path.

@@ -1,6 +1,5 @@
 #include "threadpool/simple_queue.h"
 
-#include <atomic>
 #include <thread>
 
 #include "common/memory.h"
@@ -17,6 +16,12 @@ struct QueueGuard {
 
 void* item(std::uintptr_t v) { return reinterpret_cast<void*>(v); }
 
+// Spins until `n` threads are blocked inside the queue (an explicit handshake:
+// once this returns, the other thread is waiting and cannot have finished).
+void await_waiters(simple_queue* q, std::uint32_t n) {
+  while (pxkit::simple_queue_waiting(q) != n) std::this_thread::yield();
+}
+
 TEST(SimpleQueue, FifoOrderCountAndTryPop) {
   simple_queue* q = pxkit::simple_queue_create(0);
   ASSERT_NE(q, nullptr);
@@ -29,68 +34,59 @@ TEST(SimpleQueue, FifoOrderCountAndTryPop) {
   pxkit::simple_queue_push(q, item(6));
   for (std::uintptr_t i = 3; i <= 6; ++i) EXPECT_EQ(pxkit::simple_queue_pop(q), item(i));
   EXPECT_EQ(pxkit::simple_queue_count(q), 0u);
-  EXPECT_EQ(q->sentinel.next, &q->sentinel);
-  EXPECT_EQ(q->sentinel.prev, &q->sentinel);
+  EXPECT_EQ(pxkit::simple_queue_try_pop(q), nullptr);
 }
 
-TEST(SimpleQueue, RecyclesNodesAfterWarmUp) {
+TEST(SimpleQueue, ReservedAndRecycledNodesServePushesWithoutAllocating) {
   simple_queue* q = pxkit::simple_queue_create(0);
   QueueGuard guard{q};
-  for (int i = 0; i < 8; ++i) pxkit::simple_queue_push(q, item(1));
-  for (int i = 0; i < 8; ++i) pxkit::simple_queue_pop(q);
-  const auto before = pxtest::library_allocations();
-  for (int round = 0; round < 100; ++round) {
-    for (int i = 0; i < 8; ++i) pxkit::simple_queue_push(q, item(2));
-    for (int i = 0; i < 8; ++i) pxkit::simple_queue_pop(q);
+  EXPECT_TRUE(pxkit::simple_queue_reserve(q, 3));
+  auto before = pxtest::library_allocations();
+  for (int i = 0; i < 3; ++i) pxkit::simple_queue_push(q, item(1));
+  EXPECT_EQ(pxtest::library_allocations(), before);
+  pxkit::simple_queue_push(q, item(1));  // the fourth node is new
+  EXPECT_EQ(pxtest::library_allocations(), before + 1);
+  before = pxtest::library_allocations();
+  for (int round = 0; round < 50; ++round) {
+    for (int i = 0; i < 4; ++i) pxkit::simple_queue_pop(q);
+    for (int i = 0; i < 4; ++i) pxkit::simple_queue_push(q, item(2));
   }
   EXPECT_EQ(pxtest::library_allocations(), before);
 }
 
-TEST(SimpleQueue, ReservedNodesServeTheFirstPushes) {
-  simple_queue* q = pxkit::simple_queue_create(0);
-  QueueGuard guard{q};
-  pxkit::simple_queue_reserve(q, 3);
-  const auto before = pxtest::library_allocations();
-  for (int i = 0; i < 3; ++i) pxkit::simple_queue_push(q, item(1));
-  EXPECT_EQ(pxtest::library_allocations(), before);
-  pxkit::simple_queue_push(q, item(1));
-  EXPECT_EQ(pxtest::library_allocations(), before + 1);
-}
-
 TEST(SimpleQueue, DestroyFreesQueuedAndRecycledNodes) {
-  // Leaks would show under AddressSanitizer's leak checker.
+  const auto made = pxtest::library_allocations();
+  const auto freed = pxtest::library_releases();
   simple_queue* q = pxkit::simple_queue_create(0);
-  for (int i = 0; i < 4; ++i) pxkit::simple_queue_push(q, item(7));
-  pxkit::simple_queue_pop(q);
+  ASSERT_TRUE(pxkit::simple_queue_reserve(q, 2));
+  for (int i = 0; i < 5; ++i) pxkit::simple_queue_push(q, item(7));
+  pxkit::simple_queue_pop(q);  // one node back on the free list
   pxkit::simple_queue_destroy(q);
+  EXPECT_EQ(pxtest::library_allocations() - made, 6u);  // the queue and five nodes
+  EXPECT_EQ(pxtest::library_releases() - freed, 6u);
 }
 
-TEST(SimpleQueue, BoundedPushWaitsForPop) {
+TEST(SimpleQueue, BoundedPushWaitsUntilAPopMakesRoom) {
   simple_queue* q = pxkit::simple_queue_create(2);
   QueueGuard guard{q};
   pxkit::simple_queue_push(q, item(1));
   pxkit::simple_queue_push(q, item(2));
-  std::atomic<bool> pushed{false};
-  std::thread producer([&] {
-    pxkit::simple_queue_push(q, item(3));
-    pushed = true;
-  });
-  // The producer cannot finish while the queue is full.
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  EXPECT_FALSE(pushed.load());
+  std::thread producer([&] { pxkit::simple_queue_push(q, item(3)); });
+  await_waiters(q, 1);
+  EXPECT_EQ(pxkit::simple_queue_count(q), 2u);
   EXPECT_EQ(pxkit::simple_queue_pop(q), item(1));
   producer.join();
-  EXPECT_TRUE(pushed.load());
+  EXPECT_EQ(pxkit::simple_queue_waiting(q), 0u);
   EXPECT_EQ(pxkit::simple_queue_pop(q), item(2));
   EXPECT_EQ(pxkit::simple_queue_pop(q), item(3));
 }
 
-TEST(SimpleQueue, PopWaitsForPush) {
+TEST(SimpleQueue, PopWaitsUntilAPush) {
   simple_queue* q = pxkit::simple_queue_create(0);
   QueueGuard guard{q};
   void* got = nullptr;
   std::thread consumer([&] { got = pxkit::simple_queue_pop(q); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  await_waiters(q, 1);
   pxkit::simple_queue_push(q, item(42));
   consumer.join();
   EXPECT_EQ(got, item(42));
@@ -99,12 +95,12 @@ TEST(SimpleQueue, PopWaitsForPush) {
 TEST(SimpleQueue, CorruptCountIsReportedAndLeftAlone) {
   simple_queue* q = pxkit::simple_queue_create(0);
   QueueGuard guard{q};
-  q->count = 1;  // the list is empty although the count says otherwise
+  q->count = 1;  // no operation can produce this state: forge it
   void* got = item(1);
   const std::string out = pxtest::capture_stdout([&] { got = pxkit::simple_queue_pop(q); });
   EXPECT_EQ(out, "fatal error: corruptted queue.\n");
   EXPECT_EQ(got, nullptr);
-  EXPECT_EQ(q->count, 1u);
+  EXPECT_EQ(pxkit::simple_queue_count(q), 1u);
   q->count = 0;
 }
 
@@ -119,13 +115,17 @@ TEST(SimpleQueue, OutOfMemory) {
   simple_queue* q = pxkit::simple_queue_create(0);
   QueueGuard guard{q};
   out = pxtest::capture_stdout([&] {
+    pxkit::mem::fail_allocation_after(1);
+    EXPECT_FALSE(pxkit::simple_queue_reserve(q, 3));  // one node made, then none
+    pxkit::mem::fail_allocation_after(-1);
+    pxkit::simple_queue_push(q, item(1));  // takes the reserved node
     pxkit::mem::fail_allocation_after(0);
-    pxkit::simple_queue_push(q, item(1));  // dropped: no node to hold it
+    pxkit::simple_queue_push(q, item(2));  // dropped: no node to hold it
     pxkit::mem::fail_allocation_after(-1);
   });
   EXPECT_EQ(out, "fatal: no memory for simple node\n");
-  EXPECT_EQ(pxkit::simple_queue_count(q), 0u);
-  EXPECT_EQ(pxkit::simple_queue_try_pop(q), nullptr);
+  EXPECT_EQ(pxkit::simple_queue_count(q), 1u);
+  EXPECT_EQ(pxkit::simple_queue_try_pop(q), item(1));
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
 #include "threadpool/thread_pool.h"
 
-#include <dirent.h>
-
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <mutex>
-#include <set>
 #include <thread>
 #include <vector>
 
@@ -18,48 +14,32 @@ namespace {
 using pxkit::thread_pool;
 using pxkit::thread_pool_task;
 
-// Thread ids of this process, from /proc/self/task.
-std::set<int> thread_ids() {
-  std::set<int> ids;
-  DIR* dir = opendir("/proc/self/task");
-  if (dir == nullptr) return ids;
-  while (dirent* e = readdir(dir))
-    if (e->d_name[0] != '.') ids.insert(std::atoi(e->d_name));
-  closedir(dir);
-  return ids;
-}
-
-// True once none of `ids` is listed any more. A joined thread can stay in
-// /proc/self/task for a moment after pthread_join returns (longer under qemu).
-bool threads_vanish(const std::set<int>& ids) {
-  for (int attempt = 0; attempt < 500; ++attempt) {
-    bool listed = false;
-    for (int id : thread_ids()) listed = listed || ids.count(id) != 0;
-    if (!listed) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return false;
-}
-
-// Lets one pool come and go, so that helper threads that runtimes start with
-// the first thread (sanitizers) already exist before a test looks.
-void settle_threads() { pxkit::thread_pool_destroy(pxkit::thread_pool_create(1)); }
-
 std::uint64_t as_arg(void* p) { return reinterpret_cast<std::uint64_t>(p); }
 
+std::int32_t return_arg1(std::uint64_t, std::uint64_t arg1) { return static_cast<std::int32_t>(arg1); }
+
+// Runs one task through the pool and returns its result (-1 if another came back).
+std::int32_t round_trip(thread_pool* pool, std::int32_t value) {
+  thread_pool_task task{return_arg1, 0, static_cast<std::uint64_t>(value), 0};
+  if (pxkit::thread_pool_add_task(pool, &task) != 0) return -1;
+  return pxkit::thread_pool_wait(pool) == &task ? task.result : -1;
+}
+
 TEST(ThreadPool, ThreadCountLimits) {
-  thread_pool* pool = nullptr;
-  EXPECT_EQ(pxtest::capture_stdout([&] { pool = pxkit::thread_pool_create(0); }),
-            "thread number 0 less than 1\n");
-  EXPECT_EQ(pool, nullptr);
-  EXPECT_EQ(pxtest::capture_stdout([&] { pool = pxkit::thread_pool_create(33); }),
-            "thread number 33 exceed max 32\n");
-  EXPECT_EQ(pool, nullptr);
-  for (std::uint32_t n : {1u, 32u}) {
-    EXPECT_EQ(pxtest::capture_stdout([&] { pool = pxkit::thread_pool_create(n); }), "");
-    ASSERT_NE(pool, nullptr);
-    EXPECT_EQ(pool->thread_count, n);
-    EXPECT_EQ(pool->state, 1u);
+  const struct {
+    std::uint32_t threads;
+    const char* message;
+  } cases[] = {{0, "thread number 0 less than 1\n"},
+               {33, "thread number 33 exceed max 32\n"},
+               {1, ""},
+               {32, ""}};
+  for (const auto& c : cases) {
+    thread_pool* pool = nullptr;
+    EXPECT_EQ(pxtest::capture_stdout([&] { pool = pxkit::thread_pool_create(c.threads); }), c.message);
+    EXPECT_EQ(pool != nullptr, *c.message == '\0') << c.threads;
+    if (pool != nullptr) {
+      EXPECT_EQ(round_trip(pool, 77), 77) << c.threads;
+    }
     pxkit::thread_pool_destroy(pool);
   }
 }
@@ -75,28 +55,34 @@ TEST(ThreadPool, RefusesNullOrStoppedPool) {
             "error: invalid params\n");
   EXPECT_EQ(waited, nullptr);
 
-  // A pool whose state is not "running" is refused the same way.
+  // A pool whose state is not "running" is refused the same way (no call makes
+  // that state observable from outside, so it is forged).
   thread_pool* pool = pxkit::thread_pool_create(1);
   pool->state = 0;
   EXPECT_EQ(pxtest::capture_stdout([&] { added = pxkit::thread_pool_add_task(pool, &task); }),
             "error: invalid params\n");
   EXPECT_EQ(added, -1);
+  EXPECT_EQ(pxtest::capture_stdout([&] { waited = pxkit::thread_pool_wait(pool); }),
+            "error: invalid params\n");
+  EXPECT_EQ(waited, nullptr);
   pool->state = 1;
   pxkit::thread_pool_destroy(pool);
 }
 
 TEST(ThreadPool, TaskWithoutFunctionIsStillDelivered) {
-  thread_pool* pool = pxkit::thread_pool_create(2);
-  thread_pool_task task{nullptr, 0, 0, 1234};
-  thread_pool_task* back = nullptr;
-  const std::string out = pxtest::capture_stdout([&] {
-    EXPECT_EQ(pxkit::thread_pool_add_task(pool, &task), 0);
-    back = pxkit::thread_pool_wait(pool);
-  });
-  EXPECT_EQ(out, "error: invalid task\n");
-  EXPECT_EQ(back, &task);
-  EXPECT_EQ(task.result, 1234);
-  pxkit::thread_pool_destroy(pool);
+  for (std::uint32_t threads : {1u, 2u}) {
+    thread_pool* pool = pxkit::thread_pool_create(threads);
+    thread_pool_task task{nullptr, 0, 0, 1234};
+    thread_pool_task* back = nullptr;
+    const std::string out = pxtest::capture_stdout([&] {
+      EXPECT_EQ(pxkit::thread_pool_add_task(pool, &task), 0);
+      back = pxkit::thread_pool_wait(pool);
+    });
+    EXPECT_EQ(out, "error: invalid task\n");
+    EXPECT_EQ(back, &task);
+    EXPECT_EQ(task.result, 1234);
+    pxkit::thread_pool_destroy(pool);
+  }
 }
 
 struct OrderLog {
@@ -121,10 +107,7 @@ TEST(ThreadPool, SingleWorkerReturnsTasksInTheOrderRun) {
   thread_pool* pool = pxkit::thread_pool_create(1);
   OrderLog log;
   LoggedTask tasks[4];
-  for (int i = 0; i < 4; ++i) {
-    tasks[i] = {{log_and_return_id, 0, 7, -1}, &log, i};
-    tasks[i].task.arg0 = as_arg(&tasks[i]);
-  }
+  for (int i = 0; i < 4; ++i) tasks[i] = {{log_and_return_id, as_arg(&tasks[i]), 7, -1}, &log, i};
   for (auto& t : tasks) ASSERT_EQ(pxkit::thread_pool_add_task(pool, &t.task), 0);
   std::vector<int> waited;
   for (int i = 0; i < 4; ++i) {
@@ -138,31 +121,70 @@ TEST(ThreadPool, SingleWorkerReturnsTasksInTheOrderRun) {
   pxkit::thread_pool_destroy(pool);
 }
 
-// Compares thread ids rather than counts: under qemu-user the emulator's own
-// helper threads may come and go between two readings.
-TEST(ThreadPool, DestroyJoinsEveryWorker) {
+// Tasks that hold their worker until `expected` tasks are inside at once, so
+// that every one of them runs on a different worker. A worker that ran one
+// counts itself out when the thread ends (a thread_local destructor).
+struct Rendezvous {
+  int expected = 0;
+  std::atomic<int> inside{0};
+  std::atomic<bool> complete{false};
+};
+std::atomic<int> g_workers_ended{0};
+
+struct CountsThreadEnd {
+  ~CountsThreadEnd() { g_workers_ended.fetch_add(1); }
+};
+
+std::int32_t meet_then_return(std::uint64_t arg0, std::uint64_t) {
+  thread_local CountsThreadEnd marker;
+  (void)marker;
+  auto* r = reinterpret_cast<Rendezvous*>(arg0);
+  if (r->inside.fetch_add(1) + 1 == r->expected) r->complete = true;
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (!r->complete && std::chrono::steady_clock::now() < give_up) std::this_thread::yield();
+  return r->complete ? 1 : 0;
+}
+
+TEST(ThreadPool, EveryWorkerRunsAndDestroyJoinsThemAll) {
   pxkit::thread_pool_destroy(nullptr);  // accepted, no effect
-  settle_threads();
-  const std::set<int> before = thread_ids();
-  thread_pool* pool = pxkit::thread_pool_create(8);
-  std::set<int> workers;
-  for (int id : thread_ids())
-    if (before.count(id) == 0) workers.insert(id);
-  EXPECT_EQ(workers.size(), 8u);
-  pxkit::thread_pool_destroy(pool);
-  EXPECT_TRUE(threads_vanish(workers));
+  for (std::uint32_t threads : {1u, 3u, 8u}) {
+    g_workers_ended = 0;
+    thread_pool* pool = pxkit::thread_pool_create(threads);
+    Rendezvous r;
+    r.expected = static_cast<int>(threads);
+    std::vector<thread_pool_task> tasks(threads, {meet_then_return, as_arg(&r), 0, 0});
+    // All inside at once before the first wait, so only workers run them.
+    for (auto& t : tasks) pxkit::thread_pool_add_task(pool, &t);
+    while (!r.complete) std::this_thread::yield();
+    for (std::uint32_t i = 0; i < threads; ++i) EXPECT_EQ(pxkit::thread_pool_wait(pool)->result, 1);
+    EXPECT_EQ(g_workers_ended.load(), 0);
+    pxkit::thread_pool_destroy(pool);
+    EXPECT_EQ(g_workers_ended.load(), static_cast<int>(threads));
+  }
 }
 
 struct Gate {
-  std::atomic<bool> entered{false};
+  std::atomic<int> entered{0};
   std::atomic<bool> open{false};
 };
 
 std::int32_t wait_at_gate(std::uint64_t arg0, std::uint64_t) {
   auto* gate = reinterpret_cast<Gate*>(arg0);
-  gate->entered = true;
+  gate->entered++;
   while (!gate->open) std::this_thread::yield();
   return 1;
+}
+
+TEST(ThreadPool, CallerRunsQueuedTasksWhileItsWorkersAreBusy) {
+  thread_pool* pool = pxkit::thread_pool_create(2);
+  Gate gate;
+  thread_pool_task busy[2] = {{wait_at_gate, as_arg(&gate), 0, 0}, {wait_at_gate, as_arg(&gate), 0, 0}};
+  for (auto& t : busy) pxkit::thread_pool_add_task(pool, &t);
+  while (gate.entered != 2) std::this_thread::yield();
+  EXPECT_EQ(round_trip(pool, 5), 5);  // neither worker is free: the caller ran it
+  gate.open = true;
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(pxkit::thread_pool_wait(pool)->result, 1);
+  pxkit::thread_pool_destroy(pool);
 }
 
 std::int32_t must_not_run(std::uint64_t, std::uint64_t) {
@@ -177,11 +199,11 @@ TEST(ThreadPool, DestroyAbandonsQueuedTasksUntouched) {
   thread_pool_task queued[3];
   for (auto& t : queued) t = {must_not_run, 0, 0, -5};
   pxkit::thread_pool_add_task(pool, &busy);
-  while (!gate.entered) std::this_thread::yield();
+  while (gate.entered == 0) std::this_thread::yield();
   for (auto& t : queued) pxkit::thread_pool_add_task(pool, &t);
   // Destroy sets `stop` first; the worker then ends after its current task.
   std::thread destroyer([&] { pxkit::thread_pool_destroy(pool); });
-  while (__atomic_load_n(&pool->stop, __ATOMIC_RELAXED) == 0) std::this_thread::yield();
+  while (pool->stop.load() == 0) std::this_thread::yield();
   gate.open = true;
   destroyer.join();
   EXPECT_EQ(busy.result, 1);
@@ -189,34 +211,28 @@ TEST(ThreadPool, DestroyAbandonsQueuedTasksUntouched) {
 }
 
 TEST(ThreadPool, WorkerStartFailure) {
-  thread_pool* pool = nullptr;
-  {
-    pxtest::ScopedThreadStartFailure fail(0);
+  // No worker, or only the first two, could start: null with one message. The
+  // two that did start stay blocked for the rest of the process.
+  for (int failing : {0, 2}) {
+    pxtest::ScopedThreadStartFailure fail(failing);
+    thread_pool* pool = nullptr;
     EXPECT_EQ(pxtest::capture_stdout([&] { pool = pxkit::thread_pool_create(4); }),
               "fatal: pthread_create fail\n");
     EXPECT_EQ(pool, nullptr);
   }
-  // A later worker failing: the call still returns null with the same message.
-  // The two workers that did start stay blocked for the rest of the process.
-  settle_threads();
-  const std::set<int> before = thread_ids();
-  {
-    pxtest::ScopedThreadStartFailure fail(2);
-    EXPECT_EQ(pxtest::capture_stdout([&] { pool = pxkit::thread_pool_create(4); }),
-              "fatal: pthread_create fail\n");
-    EXPECT_EQ(pool, nullptr);
-  }
-  int started = 0;
-  for (int id : thread_ids()) started += before.count(id) == 0 ? 1 : 0;
-  EXPECT_EQ(started, 2);
-  pool = pxkit::thread_pool_create(4);  // seam removed: creation works again
+  thread_pool* pool = pxkit::thread_pool_create(4);  // seam removed: creation works again
   ASSERT_NE(pool, nullptr);
+  EXPECT_EQ(round_trip(pool, 3), 3);
   pxkit::thread_pool_destroy(pool);
 }
 
-TEST(ThreadPool, OutOfMemoryFreesWhatWasMade) {
-  // Fail the pool itself, then its first queue, then its second queue.
-  for (int successes = 0; successes < 3; ++successes) {
+TEST(ThreadPool, OutOfMemoryAnywhereInCreationFreesWhatWasMade) {
+  // The pool, its two queues, then the nodes reserved for each queue: a pool
+  // whose nodes are missing could lose a frame's task, so it is refused too.
+  const int allocations = 3 + 2 * static_cast<int>(pxkit::kReservedNodes);
+  for (int successes = 0; successes < allocations; ++successes) {
+    const auto made = pxtest::library_allocations();
+    const auto freed = pxtest::library_releases();
     thread_pool* pool = nullptr;
     const std::string out = pxtest::capture_stdout([&] {
       pxkit::mem::fail_allocation_after(successes);
@@ -224,7 +240,9 @@ TEST(ThreadPool, OutOfMemoryFreesWhatWasMade) {
       pxkit::mem::fail_allocation_after(-1);
     });
     EXPECT_EQ(out, "fatal: no memory\n") << successes;
-    EXPECT_EQ(pool, nullptr);
+    EXPECT_EQ(pool, nullptr) << successes;
+    EXPECT_EQ(pxtest::library_allocations() - made, pxtest::library_releases() - freed) << successes;
+    pxkit::thread_pool_destroy(pool);  // in case the check above failed
   }
 }
 
