@@ -12,6 +12,7 @@
 #include <limits>
 #include <utility>
 
+#include "common/numeric-inl.h"
 #include "tof/tof_kernels.h"
 #include "tof/tof_pixel.h"
 #include "tof/tof_stripe_loop.h"
@@ -51,20 +52,6 @@ HWY_INLINE hn::Vec<DI> LoadSamples(DI di, const std::int16_t* p, std::size_t i) 
     const hn::Rebind<std::int16_t, DI> d16;
     return hn::PromoteTo(di, hn::LoadU(d16, p + i));
   }
-}
-
-// trunc_saturate_i32 per lane. ConvertTo alone differs between targets for NaN
-// and out-of-range values, so NaN is zeroed and the range clamped first;
-// 2147483520 is the largest f32 below 2^31.
-template <class DF>
-HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> TruncSaturateI32(DF df, hn::Vec<DF> v) {
-  const hn::RebindToSigned<DF> di;
-  const auto number = hn::IfThenZeroElse(hn::IsNaN(v), v);
-  const auto clamped = hn::Min(hn::Max(number, hn::Set(df, -2147483648.0f)),
-                               hn::Set(df, 2147483520.0f));
-  const auto too_big = hn::RebindMask(di, number >= hn::Set(df, 2147483648.0f));
-  return hn::IfThenElse(too_big, hn::Set(di, std::numeric_limits<std::int32_t>::max()),
-                        hn::ConvertTo(di, clamped));
 }
 
 template <KernelKind K>

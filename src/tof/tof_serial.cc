@@ -20,7 +20,7 @@ template <class Depth, bool kOffset, class Amp>
 void serial_loop(const FrameArgs& a, std::int32_t count) {
   auto* depth = static_cast<Depth*>(a.depth_out);
   auto* amp = static_cast<Amp*>(a.amplitude_out);
-  const float period = a.depth_scale * atan_detail::kTwoPi;
+  const float period = a.depth_scale * kTwoPi;
   const float folded_scale = a.depth_scale * kFixedScale;  // the no-offset fixed call
   for (std::int32_t i = 0; i < count; ++i) {
     const auto y = static_cast<float>(std::int32_t{a.phase_90[i]} - a.phase_270[i]);
