@@ -18,18 +18,12 @@
 #include "tof/tof_stripe_loop.h"
 #include "tof/tof_vector-inl.h"
 
-// Vector kernels only where MulAdd is a native fused multiply-add; Highway's
-// other targets (its scalar one included) report no table.
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_NEON
-#define PXKIT_TOF_VECTOR_KERNELS 1
-#else
-#define PXKIT_TOF_VECTOR_KERNELS 0
-#endif
-
 HWY_BEFORE_NAMESPACE();
 namespace pxkit {
 namespace HWY_NAMESPACE {
-#if PXKIT_TOF_VECTOR_KERNELS
+// Vector kernels only where MulAdd is a native fused multiply-add; the other
+// targets report no table (the scalar reference runs instead).
+#if PXKIT_NATIVE_FMA_TARGET
 namespace {
 
 using tof::AmpOf;
@@ -103,7 +97,7 @@ struct VectorRun {
 };
 
 template <std::size_t... I>
-constexpr std::array<thread_pool_func, tof::kKernelCount> MakeTable(std::index_sequence<I...>) {
+constexpr tof::TofKernelTable MakeTable(std::index_sequence<I...>) {
   return {&tof::stripe_kernel<VectorRun<tof::kernel_kind(static_cast<int>(I))>>...};
 }
 
@@ -112,25 +106,21 @@ constexpr auto kVectorKernels = MakeTable(std::make_index_sequence<tof::kKernelC
 }  // namespace
 
 // This target's kernel table, in kernel_index order.
-const thread_pool_func* TofKernelTable() { return kVectorKernels.data(); }
+const tof::TofKernelTable* TofVectorKernels() { return &kVectorKernels; }
 #else
-const thread_pool_func* TofKernelTable() { return nullptr; }
+const tof::TofKernelTable* TofVectorKernels() { return nullptr; }
 #endif
 
 }  // namespace HWY_NAMESPACE
 }  // namespace pxkit
 HWY_AFTER_NAMESPACE();
-#undef PXKIT_TOF_VECTOR_KERNELS
 
 #if HWY_ONCE
-#include "simd/dispatch.h"
-
 namespace pxkit {
-HWY_EXPORT(TofKernelTable);
+HWY_EXPORT(TofVectorKernels);
 
-const thread_pool_func* tof::vector_kernels() {
-  const auto getter = simd::select(HWY_DISPATCH_TABLE(TofKernelTable));
-  return getter != nullptr ? getter() : nullptr;
+const tof::TofKernelTable& tof::active_kernels() {
+  return stripes::choose_table(HWY_DISPATCH_TABLE(TofVectorKernels), scalar_kernels());
 }
 }  // namespace pxkit
 #endif  // HWY_ONCE

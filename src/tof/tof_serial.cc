@@ -64,7 +64,8 @@ std::int32_t serial_frame(const tof_context& ctx, const FrameArgs& a) {
     diag::line("null ctx, choose non-parallel version");
     diag::line("will always disable substract, shift and reverse");
   }
-  const auto count = static_cast<std::int32_t>(a.width * static_cast<std::uint32_t>(a.height));
+  // The frame call refused frames whose pixel count does not fit 32 bits.
+  const auto count = static_cast<std::int32_t>(std::int64_t{a.width} * a.height);
   const bool amp16 = ctx.option.amplitude_out_use_16bit != 0;
   if (fixed) {
     a.has_offset ? serial_depth<std::int16_t, true>(a, amp16, count)
