@@ -8,7 +8,10 @@
  *    them after a call returns.
  *  - Threads: the ToF, dual-frequency and conversion contexts each own a pool of
  *    4 worker threads. A context serves one caller at a time; separate contexts
- *    may be used from separate threads at once.
+ *    may be used from separate threads at once. If a pool cannot start all its
+ *    workers, the context gets no pool and its frame calls run a serial path on
+ *    the calling thread (each call says so); the workers that did start are
+ *    left running, blocked and idle, for the life of the process (by design).
  *  - Frame calls allocate nothing. Refusals print one line on standard output
  *    (or hand it to pxkit_set_message_handler's handler) and return a negative
  *    code (or null from a setup).
@@ -85,8 +88,14 @@ PXKIT_API void destroy_tof_context(tof_context* ctx);
 /* Depth (f32, radians x depth_scale, wrapped into one period) and optional
  * amplitude (null = none) from four i16 phase images of width x height pixels.
  * Returns 0, -1 if the context was set up for fixed-point depth, -2 if ctx, a
- * phase image or depth_out is null. A context whose workers could not start runs
- * the frame on the calling thread, planar, without shift or reverse. */
+ * phase image or depth_out is null, height is negative, width x height exceeds
+ * INT32_MAX, or padded amplitude rows would be more than INT32_MAX elements
+ * apart; nothing is written then.
+ * Serial path (a context whose workers could not start): the frame runs on the
+ * calling thread, planar, without shift or reverse, 6.10 fixed point; the depth
+ * type is not checked (a float call on a fixed-point context returns 0 and
+ * writes f32 depth), amplitude rows are packed (not padded), and the calls
+ * without offset neither add an offset nor wrap the depth. */
 PXKIT_API int32_t cal_tof_depth_amplitude_float(tof_context* ctx, uint32_t width, int32_t height,
     const int16_t* phase_0, const int16_t* phase_90, const int16_t* phase_180,
     const int16_t* phase_270, float* depth_out, void* amplitude_out, float depth_scale);
@@ -101,7 +110,7 @@ PXKIT_API int32_t cal_tof_depth_amplitude_float_v3(tof_context* ctx, uint32_t wi
     const int16_t* phase_270, float* depth_out, void* amplitude_out, float depth_scale,
     float depth_offset);
 /* Fixed-point depth (low 16 bits of trunc(depth x 2^mantissa_bits)). Returns 0,
- * -1 if the context was set up for float depth, -2 for null arguments. */
+ * -1 if the context was set up for float depth, -2 as the float call. */
 PXKIT_API int32_t cal_tof_depth_amplitude_fixed16(tof_context* ctx, uint32_t width, int32_t height,
     const int16_t* phase_0, const int16_t* phase_90, const int16_t* phase_180,
     const int16_t* phase_270, int16_t* depth_out, void* amplitude_out, float depth_scale);
@@ -116,15 +125,19 @@ PXKIT_API int32_t cal_tof_depth_amplitude_fixed16_v3(tof_context* ctx, uint32_t 
     float depth_offset);
 
 /* Table-interpolated arctangents (4096-entry table, grid step 1/16). */
-/* Angle of (x, y) in [0, 2pi): 0 along +x, pi/2 along +y; x = 0 or NaN gives pi/2 or 3pi/2. */
+/* Angle of (x, y) in [0, 2pi]: 0 along +x, pi/2 along +y; x = 0 or NaN gives pi/2
+ * (y >= 0) or 3pi/2. A tiny negative y with x > 0 gives 6.2831855f, the f32 of
+ * 2pi. A NaN y counts as negative: 3pi/2 for x = 0 or NaN, 4.7202053 (x > 0) or
+ * 4.7045727 (x < 0), the saturated values of those quadrants. */
 PXKIT_API float fast_atan2(float y, float x);
 /* atan(r), odd-symmetric, saturating at +-1.56298 for |r| >= 128; fast_atan(0) is -0.0. */
 PXKIT_API float fast_atan(float r);
-/* As fast_atan, from the table entry alone (no interpolation). */
+/* As fast_atan, from the table entry alone (no interpolation). Both give
+ * -1.56298 for NaN. */
 PXKIT_API float fast_atan_nearest(float r);
 /* atan(r) folded into [0, pi): negative r gives pi - atan(|r|). */
 PXKIT_API float fast_atan_pi(float r);
-/* As fast_atan_pi, without interpolation. */
+/* As fast_atan_pi, without interpolation. Both give 1.5786127 (pi - 1.56298) for NaN. */
 PXKIT_API float fast_atan_pi_nearest(float r);
 
 /* ---- Dual-frequency time-of-flight decoding ------------------------------ */
@@ -149,7 +162,8 @@ typedef struct tof_dual_option {
 typedef struct tof_dual_context tof_dual_context; /* opaque */
 
 /* Makes a dual-frequency context with a 4-worker pool; prints the options.
- * Null if `option` is null or memory runs out. */
+ * Null if `option` is null, m0 or m1 is negative ("error: invalid params"), or
+ * memory runs out. */
 PXKIT_API tof_dual_context* setup_tof_dual_context(const tof_dual_option* option);
 /* Stops the workers and frees the context; null is ignored. */
 PXKIT_API void destroy_tof_dual_context(tof_dual_context* ctx);
@@ -183,8 +197,9 @@ PXKIT_API fixed_float_context* setup_float2fixed_context(const fixed_float_optio
 /* Frees a context of either direction; null is ignored. */
 PXKIT_API void destroy_fixed2float_context(fixed_float_context* ctx);
 /* floats[i] = fixed[i] / 2^mantissa_bits for `count` elements (a count above
- * INT32_MAX converts nothing). Returns 0, or -1 for a null context or an
- * unsupported width. */
+ * INT32_MAX converts nothing). Returns 0, or -1 for a null context, an
+ * unsupported width, or a null source or destination with a non-zero count
+ * (nothing written). Without a pool it converts on the calling thread. */
 PXKIT_API int32_t fixed2float(fixed_float_context* ctx, uint32_t count, const void* fixed,
                               float* floats);
 /* fixed[i] = trunc(floats[i] x 2^mantissa_bits), saturating to 32 bits (NaN -> 0),

@@ -2,8 +2,10 @@
 // the context has no pool.
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "common/diag.h"
+#include "common/stripes.h"
 #include "convert/convert_context.h"
 #include "convert/element_rules.h"
 
@@ -13,7 +15,8 @@ namespace {
 // fixed2float (to_float) or float2fixed of `count` elements from src to dst.
 std::int32_t convert(fixed_float_context* ctx, std::uint32_t count, const void* src, void* dst,
                      bool to_float) {
-  if (ctx == nullptr || ctx->kernel == nullptr) {
+  if (ctx == nullptr || ctx->kernel == nullptr ||
+      (count != 0 && (src == nullptr || dst == nullptr))) {
     diag::line("error: invalid params");
     return -1;
   }
@@ -25,23 +28,20 @@ std::int32_t convert(fixed_float_context* ctx, std::uint32_t count, const void* 
   const auto total = static_cast<std::int32_t>(count);
   if (ctx->thread_pool == nullptr) {
     diag::line("null ctx, choose non-parallel version");
-    ctx->kernel(src, dst, total, fixed_factor(ctx->option.mantissa_bits));
+    const fixed_float_stripe whole{src, dst, total, fixed_factor(ctx->option.mantissa_bits), {}, 0};
+    ctx->kernel(reinterpret_cast<std::uintptr_t>(&whole), 0);
     return 0;
   }
-  const std::int32_t q = total / 4;  // stripes 0-2; stripe 3 takes the rest
-  const auto* src_bytes = static_cast<const unsigned char*>(src);
-  auto* dst_bytes = static_cast<unsigned char*>(dst);
+  stripes::Span spans[kStripes];  // count / 4 each, stripe 3 the rest
+  stripes::split_even(total, spans);
   for (std::uint32_t i = 0; i < kStripes; ++i) {
     fixed_float_stripe& s = ctx->stripes[i];
-    // With q <= 0 every stripe starts at the base: stripes 0-2 are empty and
-    // stripe 3 holds the 0-3 elements (none for a negative total).
-    const std::size_t first = q > 0 ? static_cast<std::size_t>(q) * i : 0;
-    s.src = src_bytes + first * src_size;
-    s.dst = dst_bytes + first * dst_size;
-    s.count = i + 1 < kStripes ? q : total - 3 * q;
-    thread_pool_add_task(ctx->thread_pool, &s.task);
+    const auto first = static_cast<std::size_t>(spans[i].first);
+    s.src = static_cast<const unsigned char*>(src) + first * src_size;
+    s.dst = static_cast<unsigned char*>(dst) + first * dst_size;
+    s.count = static_cast<std::int32_t>(spans[i].count);
   }
-  for (std::uint32_t i = 0; i < kStripes; ++i) thread_pool_wait(ctx->thread_pool);
+  stripes::run(ctx->thread_pool, std::span(ctx->stripes));
   return 0;
 }
 

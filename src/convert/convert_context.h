@@ -4,7 +4,6 @@
 
 #include <cstdint>
 
-#include "convert/convert_kernels.h"
 #include "pxkit.h"
 #include "threadpool/thread_pool.h"
 
@@ -17,10 +16,9 @@ inline constexpr std::uint32_t kStripes = 4;
 struct fixed_float_stripe {
   const void* src;
   void* dst;
-  std::int32_t count;
+  std::int32_t count;     // elements; <= 0 converts nothing
   float factor;           // 2^mantissa_bits as (int32)1 << (mantissa_bits % 32)
-  convert_kernel kernel;  // the context's kernel
-  thread_pool_task task;  // runs the kernel on this block
+  thread_pool_task task;  // the context's kernel, arg0 = this block
   std::uint32_t index;    // 0..3
 };
 
@@ -30,5 +28,5 @@ struct fixed_float_context {
   pxkit::thread_pool* thread_pool;  // null when it could not be made: serial path
   pxkit::convert::fixed_float_stripe stripes[pxkit::convert::kStripes];
   fixed_float_option option;
-  pxkit::convert::convert_kernel kernel;  // null for an unsupported fixed_bits
+  pxkit::thread_pool_func kernel;  // the stripe kernel; null for an unsupported fixed_bits
 };

@@ -8,6 +8,8 @@
 #include <limits>
 #include <type_traits>
 
+#include "common/numeric.h"
+
 namespace pxkit::convert {
 
 inline constexpr float kTwo31 = 2147483648.0f;  // 2^31
@@ -28,14 +30,6 @@ float fixed_to_float(T in, float r) {
   return static_cast<float>(in) * r;
 }
 
-// Truncation toward zero to int32, saturating at -2^31 and 2^31 - 1; NaN -> 0.
-inline std::int32_t to_s32_saturated(float p) {
-  if (std::isnan(p)) return 0;
-  if (p >= kTwo31) return std::numeric_limits<std::int32_t>::max();
-  if (p <= -kTwo31) return std::numeric_limits<std::int32_t>::min();
-  return static_cast<std::int32_t>(p);  // |p| < 2^31: exact truncation
-}
-
 // Truncation toward zero to uint32; negatives and NaN -> 0, 2^32 and above -> 2^32 - 1.
 inline std::uint32_t to_u32_saturated(float p) {
   if (!(p > 0.0f)) return 0;
@@ -52,7 +46,7 @@ T float_to_fixed(float in, float factor) {
   if constexpr (std::is_same_v<T, std::uint32_t>) {
     return to_u32_saturated(p);
   } else {
-    return static_cast<T>(to_s32_saturated(p));
+    return static_cast<T>(trunc_saturate_i32(p));
   }
 }
 

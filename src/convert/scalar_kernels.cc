@@ -22,10 +22,10 @@ struct ScalarKernels {
   }
 };
 
-constexpr convert_kernels kScalarKernels = make_convert_kernels<ScalarKernels>();
+constexpr ConvertKernelTable kScalarKernels = make_convert_kernels<ScalarKernels>();
 
 }  // namespace
 
-const convert_kernels& scalar_convert_kernels() { return kScalarKernels; }
+const ConvertKernelTable& scalar_convert_kernels() { return kScalarKernels; }
 
 }  // namespace pxkit::convert

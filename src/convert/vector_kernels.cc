@@ -13,9 +13,10 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "common/numeric-inl.h"
 #include "convert/convert_kernels.h"
 #include "convert/element_rules.h"
-#include "simd/dispatch.h"
+#include "common/stripes.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace pxkit::convert::HWY_NAMESPACE {
@@ -25,8 +26,9 @@ using DF = hn::ScalableTag<float>;
 using DI = hn::RebindToSigned<DF>;
 using DU = hn::RebindToUnsigned<DF>;
 using VF = hn::Vec<DF>;
+using pxkit::HWY_NAMESPACE::TruncSaturateI32;
 
-#if HWY_TARGET != HWY_SCALAR
+#if PXKIT_NATIVE_FMA_TARGET
 
 // Largest f32 below 2^31 (2^31 - 128): every lane clamped to
 // [-2^31, kBelowTwo31] converts the same way on every target.
@@ -43,19 +45,6 @@ HWY_INLINE VF LoadAsFloat(const T* HWY_RESTRICT p) {
   } else {
     return hn::ConvertTo(df, hn::PromoteTo(DI(), hn::LoadU(dt, p)));
   }
-}
-
-// to_s32_saturated per lane. Highway's ConvertTo differs between targets for
-// NaN and out-of-range lanes, so those never reach it: lanes are clamped, then
-// 2^31 and above become INT32_MAX and NaN becomes 0 by selection.
-HWY_INLINE hn::Vec<DI> ToS32Saturated(VF p) {
-  const DF df;
-  const DI di;
-  const VF clamped = hn::Min(hn::Max(p, hn::Set(df, -kTwo31)), hn::Set(df, kBelowTwo31));
-  auto i = hn::ConvertTo(di, clamped);
-  const auto too_big = hn::RebindMask(di, hn::Ge(p, hn::Set(df, kTwo31)));
-  i = hn::IfThenElse(too_big, hn::Set(di, INT32_MAX), i);
-  return hn::IfThenZeroElse(hn::RebindMask(di, hn::IsNaN(p)), i);
 }
 
 // to_u32_saturated per lane: [2^31, 2^32) is converted as p - 2^31 (exact, an
@@ -89,7 +78,7 @@ HWY_INLINE void Put(hn::Vec<D> v, D d, hn::TFromD<D>* HWY_RESTRICT out) {
 // the narrow unsigned type with one lane per f32 lane.
 template <class U>
 HWY_INLINE hn::Vec<hn::Rebind<U, DF>> LowBits(VF p) {
-  return hn::TruncateTo(hn::Rebind<U, DF>(), hn::BitCast(DU(), ToS32Saturated(p)));
+  return hn::TruncateTo(hn::Rebind<U, DF>(), hn::BitCast(DU(), TruncSaturateI32(DF(), p)));
 }
 
 // Converts one full output vector of T from the floats at `in` (one f32
@@ -106,7 +95,7 @@ HWY_INLINE void FixedVector(const float* HWY_RESTRICT in, VF vf, T* HWY_RESTRICT
   if constexpr (std::is_same_v<T, std::uint32_t>) {
     Put<kStream>(ToU32Saturated(product(0)), DU(), out);
   } else if constexpr (sizeof(T) == 4) {
-    Put<kStream>(ToS32Saturated(product(0)), DI(), out);
+    Put<kStream>(TruncSaturateI32(DF(), product(0)), DI(), out);
   } else if constexpr (sizeof(T) == 2) {
     const hn::ScalableTag<std::uint16_t> d16;
     const auto v = hn::Combine(d16, LowBits<std::uint16_t>(product(1)),
@@ -175,16 +164,14 @@ struct VectorKernels {
   }
 };
 
-const convert_kernels* VectorConvertKernels() {
-  static constexpr convert_kernels kKernels = make_convert_kernels<VectorKernels>();
+const ConvertKernelTable* VectorConvertKernels() {
+  static constexpr ConvertKernelTable kKernels = make_convert_kernels<VectorKernels>();
   return &kKernels;
 }
 
-#else  // HWY_TARGET == HWY_SCALAR
+#else
 
-// Highway's one-lane fallback is compiled on x86-64 but never chosen (only
-// AVX2, AVX-512 and NEON are); it lacks Combine, so it gets the reference.
-const convert_kernels* VectorConvertKernels() { return &scalar_convert_kernels(); }
+const ConvertKernelTable* VectorConvertKernels() { return nullptr; }  // the scalar reference instead
 
 #endif
 
@@ -203,9 +190,8 @@ std::atomic<std::size_t> g_stream_bytes{kDefaultStreamBytes};
 std::size_t stream_bytes() { return g_stream_bytes.load(std::memory_order_relaxed); }
 void set_stream_bytes(std::size_t bytes) { g_stream_bytes.store(bytes, std::memory_order_relaxed); }
 
-const convert_kernels& active_convert_kernels() {
-  const auto getter = simd::select(HWY_DISPATCH_TABLE(VectorConvertKernels));
-  return getter != nullptr ? *getter() : scalar_convert_kernels();
+const ConvertKernelTable& active_convert_kernels() {
+  return stripes::choose_table(HWY_DISPATCH_TABLE(VectorConvertKernels), scalar_convert_kernels());
 }
 
 }  // namespace pxkit::convert

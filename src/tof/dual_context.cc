@@ -1,8 +1,10 @@
 // Setting up and releasing a dual-frequency ToF context.
 #include <cstdint>
+#include <span>
 
 #include "common/diag.h"
 #include "common/memory.h"
+#include "common/stripes.h"
 #include "pxkit.h"
 #include "threadpool/thread_pool.h"
 #include "tof/amplitude_shift.h"
@@ -33,7 +35,9 @@ void report_option(const tof_dual_option& o) {
 
 extern "C" PXKIT_API tof_dual_context* setup_tof_dual_context(const tof_dual_option* option) {
   using namespace pxkit;
-  if (option == nullptr) {
+  // m0 and m1 are loop counts of the unwrapping search: a negative one would
+  // count to about 4 billion per pixel.
+  if (option == nullptr || option->m0 < 0 || option->m1 < 0) {
     diag::line("error: invalid params");
     return nullptr;
   }
@@ -49,19 +53,11 @@ extern "C" PXKIT_API tof_dual_context* setup_tof_dual_context(const tof_dual_opt
       choose_amplitude_shift(ctx->option.right_shift_bits, ctx->option.cut_higher_amplitude_bits);
   report_amplitude_shift(shift);
 
-  const DualKernelTable* vector = dual_vector_kernels();
-  const DualKernelTable& kernels = vector != nullptr ? *vector : dual_scalar_kernels();
-  const thread_pool_func kernel = kernels[dual_kernel_index(
+  const thread_pool_func kernel = dual_active_kernels()[dual_kernel_index(
       ctx->option.enable_substract_interleave != 0, ctx->option.amplitude_out_use_16bit != 0,
       shift.direction)];
-  for (std::uint32_t s = 0; s < kDualStripes; ++s) {
-    tof_dual_stripe& stripe = ctx->stripes[s];
-    stripe.index = s;
-    stripe.amplitude_shift = shift.amount;
-    stripe.task.func = kernel;
-    stripe.task.arg0 = reinterpret_cast<std::uintptr_t>(&stripe);
-    stripe.task.arg1 = 0;
-  }
+  for (tof_dual_stripe& stripe : ctx->stripes) stripe.amplitude_shift = shift.amount;
+  stripes::bind(std::span(ctx->stripes), kernel);
   return ctx;
 }
 

@@ -1,8 +1,10 @@
 // itof_dual_dec_float: checks, the split into four stripes, and the pool.
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "common/diag.h"
+#include "common/stripes.h"
 #include "pxkit.h"
 #include "threadpool/thread_pool.h"
 #include "tof/dual_context.h"
@@ -23,25 +25,14 @@ struct StripeSpan {
 // q = (w h) / 4, q, q and the rest. Row mode: h / 4 rows each, stripe 3
 // taking the remaining rows. An empty run-mode stripe gets no rows either,
 // so that row fields left by an earlier call never make it write.
-// Frames of 2^31 pixels or more, whose count a signed 32-bit division cannot
-// take, are cut by rows; the result is the same.
 void split(const DualFrame& f, bool run_mode, StripeSpan (&spans)[kDualStripes]) {
-  const std::uint64_t total = std::uint64_t{f.width} * f.height;
-  if (run_mode) {
-    const std::int32_t q = static_cast<std::int32_t>(total) / 4;
-    for (std::uint32_t s = 0; s < kDualStripes; ++s) {
-      const auto first = static_cast<std::uint32_t>(q) * s;
-      const auto count = s + 1 < kDualStripes ? static_cast<std::uint32_t>(q)
-                                              : static_cast<std::uint32_t>(total) - first;
-      spans[s] = {first, first, count, 0};
-    }
-    return;
-  }
-  const std::uint32_t rows = f.height / 4;
+  stripes::Span parts[kDualStripes];
+  stripes::split_even(run_mode ? std::int64_t{f.width} * f.height : std::int64_t{f.height}, parts);
   for (std::uint32_t s = 0; s < kDualStripes; ++s) {
-    const std::size_t first_row = std::size_t{rows} * s;
-    spans[s] = {first_row * f.width, first_row * f.amplitude_pitch, 0,
-                s + 1 < kDualStripes ? rows : f.height - 3 * rows};
+    const auto first = static_cast<std::size_t>(parts[s].first);
+    const auto count = static_cast<std::uint32_t>(parts[s].count);
+    spans[s] = run_mode ? StripeSpan{first, first, count, 0}
+                        : StripeSpan{first * f.width, first * f.amplitude_pitch, 0, count};
   }
 }
 
@@ -101,16 +92,14 @@ std::int32_t dual_decode_pooled(tof_dual_context& ctx, const DualFrame& f) {
     return -3;
   }
 
+  // Frames of 2^31 pixels or more, whose count a signed 32-bit division
+  // cannot take, are cut by rows; the result is the same.
   const bool run_mode = f.width == f.amplitude_pitch &&
                         std::uint64_t{f.width} * f.height < (std::uint64_t{1} << 31);
   StripeSpan spans[kDualStripes];
   split(f, run_mode, spans);
-  std::uint32_t queued = 0;
-  for (std::uint32_t s = 0; s < kDualStripes; ++s) {
-    fill_stripe(ctx.stripes[s], ctx, f, spans[s], run_mode);
-    if (thread_pool_add_task(ctx.thread_pool, &ctx.stripes[s].task) == 0) ++queued;
-  }
-  for (std::uint32_t s = 0; s < queued; ++s) thread_pool_wait(ctx.thread_pool);
+  for (std::uint32_t s = 0; s < kDualStripes; ++s) fill_stripe(ctx.stripes[s], ctx, f, spans[s], run_mode);
+  stripes::run(ctx.thread_pool, std::span(ctx.stripes));
   return 0;
 }
 

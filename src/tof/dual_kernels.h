@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "threadpool/thread_pool.h"
+#include "common/stripes.h"
 #include "tof/amplitude_shift.h"
 #include "tof/dual_context.h"
 
@@ -16,7 +16,7 @@ namespace pxkit {
 enum class DualLayout { kPlain, kInterleave };  // interleave: each term is even - odd sample
 
 inline constexpr std::size_t kDualKernelCount = 12;
-using DualKernelTable = std::array<thread_pool_func, kDualKernelCount>;
+using DualKernelTable = stripes::KernelTable<kDualKernelCount>;
 
 // Position in a kernel table, in the order of dual_kernel_table below.
 constexpr std::size_t dual_kernel_index(bool interleave, bool amplitude_u16, AmplitudeShift shift) {
@@ -46,10 +46,10 @@ constexpr DualKernelTable dual_kernel_table() {
   }};
 }
 
-// The scalar reference kernels (always available).
+// The scalar reference kernels, and the best usable vector target's kernels
+// (or the scalar ones).
 const DualKernelTable& dual_scalar_kernels();
-// The best usable vector target's kernels, or null (then use the scalar ones).
-const DualKernelTable* dual_vector_kernels();
+const DualKernelTable& dual_active_kernels();
 
 // What a kernel needs besides the pointers, fixed for a whole stripe.
 struct DualParams {
@@ -72,10 +72,6 @@ struct DualRun {
   float* depth;
   Amp* amplitude;
 };
-
-inline const tof_dual_stripe& stripe_of(std::uint64_t arg0) {
-  return *reinterpret_cast<const tof_dual_stripe*>(static_cast<std::uintptr_t>(arg0));
-}
 
 // Calls decode(run, n) for the stripe's one run (run mode) or for each of its
 // rows (row mode); the samples run on continuously from row to row, the

@@ -14,7 +14,7 @@ void decode_run(const DualRun<Amp>& r, std::size_t n, const DualParams& p) {
 template <DualLayout L, class Amp, AmplitudeShift S>
 struct ScalarDualKernel {
   static std::int32_t run(std::uint64_t arg0, std::uint64_t /*arg1*/) {
-    const tof_dual_stripe& s = stripe_of(arg0);
+    const tof_dual_stripe& s = stripes::block_of<tof_dual_stripe>(arg0);
     const DualParams p = dual_params(s);
     for_each_run<L, Amp>(s, [&p](const DualRun<Amp>& r, std::size_t n) {
       if (r.amplitude != nullptr) {

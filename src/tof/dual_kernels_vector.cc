@@ -15,11 +15,9 @@ HWY_BEFORE_NAMESPACE();
 namespace pxkit {
 namespace HWY_NAMESPACE {
 
-// Only targets with native fused multiply-add are ever chosen (simd/dispatch.h);
-// the emulated ones get no kernels.
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
-const DualKernelTable* DualVectorKernels() { return nullptr; }
-#else
+// Vector kernels only where MulAdd is a native fused multiply-add; the other
+// targets report no table (the scalar reference runs instead).
+#if PXKIT_NATIVE_FMA_TARGET
 
 template <AmplitudeShift S, class DI>
 HWY_INLINE void StoreAmplitude(DI di, hn::Vec<DI> a, std::uint32_t shift, std::uint16_t* out) {
@@ -55,7 +53,7 @@ void DecodeRun(const DualRun<Amp>& r, std::size_t n, const DualParams& p) {
 template <DualLayout L, class Amp, AmplitudeShift S>
 struct VectorDualKernel {
   static std::int32_t run(std::uint64_t arg0, std::uint64_t /*arg1*/) {
-    const tof_dual_stripe& s = stripe_of(arg0);
+    const tof_dual_stripe& s = stripes::block_of<tof_dual_stripe>(arg0);
     const DualParams p = dual_params(s);
     for_each_run<L, Amp>(s, [&p](const DualRun<Amp>& r, std::size_t n) {
       if (r.amplitude != nullptr) {
@@ -73,22 +71,21 @@ const DualKernelTable* DualVectorKernels() {
   return &kTable;
 }
 
-#endif  // HWY_TARGET
+#else
+const DualKernelTable* DualVectorKernels() { return nullptr; }
+#endif  // PXKIT_NATIVE_FMA_TARGET
 
 }  // namespace HWY_NAMESPACE
 }  // namespace pxkit
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-#include "simd/dispatch.h"
-
 namespace pxkit {
 
 HWY_EXPORT(DualVectorKernels);
 
-const DualKernelTable* dual_vector_kernels() {
-  const auto getter = simd::select(HWY_DISPATCH_TABLE(DualVectorKernels));
-  return getter != nullptr ? getter() : nullptr;
+const DualKernelTable& dual_active_kernels() {
+  return stripes::choose_table(HWY_DISPATCH_TABLE(DualVectorKernels), dual_scalar_kernels());
 }
 
 }  // namespace pxkit

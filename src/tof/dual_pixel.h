@@ -11,7 +11,7 @@
 #include "tof/dual_kernels.h"
 #include "tof/dual_unwrap.h"
 #include "tof/fast_atan.h"
-#include "tof/trunc_saturate.h"
+#include "common/numeric.h"
 
 namespace pxkit {
 

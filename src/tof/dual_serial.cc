@@ -17,8 +17,6 @@
 namespace pxkit {
 namespace {
 
-inline constexpr float kTwoPi = 6.2831855f;  // 2 pi rounded to f32
-
 // offset + (3 - trunc(offset c)) w, the integer difference wrapping around.
 float adjusted_offset(float offset, float c, float w) {
   const auto wraps = static_cast<std::int32_t>(3u - static_cast<std::uint32_t>(trunc_saturate_i32(offset * c)));

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "common/numeric.h"
 #include "tof/atan_table.h"
 
 namespace pxkit::atan_detail {
@@ -19,7 +20,6 @@ namespace pxkit::atan_detail {
 inline constexpr float kPi = 3.1415927f;
 inline constexpr float kHalfPi = 1.5707964f;
 inline constexpr float kThreeHalfPi = 4.712389f;
-inline constexpr float kTwoPi = 6.2831855f;
 inline constexpr float kStep = 0.0625f;
 inline constexpr float kSaturationRatio = 128.0f;
 inline constexpr float kSaturated = 1.56298f;          // atan_table[2047]

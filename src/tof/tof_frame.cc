@@ -1,9 +1,13 @@
 // The six single-frequency frame calls: check the context, cut the frame into
 // four stripes, run them on the context's pool and wait for all four.
 #include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
 #include <type_traits>
 
 #include "common/diag.h"
+#include "common/stripes.h"
 #include "pxkit.h"
 #include "tof/tof_context.h"
 #include "tof/tof_frame.h"
@@ -19,6 +23,9 @@ T* advance(T* p, std::int64_t elements, std::size_t size) {
   return reinterpret_cast<T*>(reinterpret_cast<Byte*>(p) + elements * static_cast<std::int64_t>(size));
 }
 
+// Row pitch of padded amplitude rows: the width rounded up to 32 elements.
+std::int64_t amplitude_pitch(std::uint32_t width) { return (std::int64_t{width} + 31) & ~std::int64_t{31}; }
+
 // Points stripe s at its first pixel: input element `first` (2 * first when
 // interleaved), depth element `first`, amplitude element `first_amp`.
 void place_stripe(tof_stripe& s, const FrameArgs& a, const tof_option& o, std::int64_t first,
@@ -32,40 +39,46 @@ void place_stripe(tof_stripe& s, const FrameArgs& a, const tof_option& o, std::i
   s.amplitude_out = advance(a.amplitude_out, first_amp, o.amplitude_out_use_16bit != 0 ? 2 : 1);
 }
 
-// Flat mode: N = width * height pixels (32-bit); stripes 0-2 get N / 4, stripe
-// 3 the rest. Row fields are cleared so that an empty stripe writes nothing.
-void split_flat(tof_context& ctx, const FrameArgs& a) {
-  const auto n = static_cast<std::int32_t>(a.width * static_cast<std::uint32_t>(a.height));
-  const std::int32_t quarter = n / 4;
-  for (int k = 0; k < kStripes; ++k) {
-    tof_stripe& s = ctx.stripes[k];
-    const std::int64_t first = n > 0 ? std::int64_t{k} * quarter : 0;
-    place_stripe(s, a, ctx.option, first, first);
-    s.pixel_count = k < kStripes - 1 ? quarter : n - (kStripes - 1) * quarter;
-    s.width = s.rows = s.amplitude_pitch = 0;
-  }
+// Whether the frame's sizes fit the stripe blocks' 32-bit fields: a pixel
+// count of at most INT32_MAX, no negative height, and in row mode an
+// amplitude pitch that is a positive 32-bit value.
+bool representable(const FrameArgs& a, bool row_mode) {
+  const std::int64_t pixels = std::int64_t{a.width} * a.height;
+  if (a.height < 0 || pixels > std::numeric_limits<std::int32_t>::max()) return false;
+  return !row_mode || amplitude_pitch(a.width) <= std::numeric_limits<std::int32_t>::max();
 }
 
-// Row mode: stripes 0-2 get height / 4 rows, stripe 3 the rest; amplitude rows
-// are amplitude_pitch = width rounded up to 32 elements apart, the padding
-// never written; input and depth rows are packed.
-void split_rows(tof_context& ctx, const FrameArgs& a) {
-  const std::int32_t quarter = a.height / 4;
-  const auto pitch = static_cast<std::int32_t>((a.width + 31u) & ~31u);
+// Flat mode: stripes 0-2 get N / 4 of the N = width * height pixels, stripe 3
+// the rest. Row mode: stripes 0-2 get height / 4 rows, stripe 3 the rest;
+// amplitude rows are amplitude_pitch elements apart (the padding is never
+// written), input and depth rows are packed. Row fields are cleared in flat
+// mode, so that an empty stripe writes nothing.
+void split(tof_context& ctx, const FrameArgs& a, bool row_mode) {
+  stripes::Span spans[kStripes];
+  stripes::split_even(row_mode ? std::int64_t{a.height} : std::int64_t{a.width} * a.height, spans);
+  const std::int64_t pitch = amplitude_pitch(a.width);
   for (int k = 0; k < kStripes; ++k) {
     tof_stripe& s = ctx.stripes[k];
-    const std::int64_t first_row = a.height > 0 ? std::int64_t{k} * quarter : 0;
-    place_stripe(s, a, ctx.option, first_row * a.width, first_row * pitch);
-    s.pixel_count = 0;
-    s.width = static_cast<std::int32_t>(a.width);
-    s.rows = k < kStripes - 1 ? quarter : a.height - (kStripes - 1) * quarter;
-    s.amplitude_pitch = pitch;
+    const stripes::Span& span = spans[k];
+    if (row_mode) {
+      place_stripe(s, a, ctx.option, span.first * a.width, span.first * pitch);
+      s.pixel_count = 0;
+      s.width = static_cast<std::int32_t>(a.width);
+      s.rows = static_cast<std::int32_t>(span.count);
+      s.amplitude_pitch = static_cast<std::int32_t>(pitch);
+    } else {
+      place_stripe(s, a, ctx.option, span.first, span.first);
+      s.pixel_count = static_cast<std::int32_t>(span.count);
+      s.width = s.rows = s.amplitude_pitch = 0;
+    }
   }
 }
 
 std::int32_t run_frame(tof_context* ctx, const FrameArgs& a) {
+  const bool row_mode = ctx != nullptr && ctx->option.amplitude_output_32bytes_align != 0 &&
+                        a.width % 32 != 0;
   if (ctx == nullptr || a.phase_0 == nullptr || a.phase_90 == nullptr || a.phase_180 == nullptr ||
-      a.phase_270 == nullptr || a.depth_out == nullptr) {
+      a.phase_270 == nullptr || a.depth_out == nullptr || !representable(a, row_mode)) {
     diag::line("error: invalid params");
     return -2;
   }
@@ -81,14 +94,12 @@ std::int32_t run_frame(tof_context* ctx, const FrameArgs& a) {
     return -1;
   }
 
-  const bool rows = ctx->option.amplitude_output_32bytes_align != 0 && a.width % 32 != 0;
-  rows ? split_rows(*ctx, a) : split_flat(*ctx, a);
+  split(*ctx, a, row_mode);
   for (tof_stripe& s : ctx->stripes) {
     s.depth_scale = a.depth_scale;
     if (a.has_offset) s.depth_offset = a.depth_offset;  // stays for later calls without one
   }
-  for (tof_stripe& s : ctx->stripes) thread_pool_add_task(ctx->thread_pool, &s.task);
-  for (int k = 0; k < kStripes; ++k) thread_pool_wait(ctx->thread_pool);
+  stripes::run(ctx->thread_pool, std::span(ctx->stripes));
   return 0;
 }
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "threadpool/thread_pool.h"
+#include "common/stripes.h"
 #include "tof/amplitude_shift.h"
 
 namespace pxkit::tof {
@@ -38,9 +38,10 @@ constexpr bool kernel_index_round_trips() {
 }
 static_assert(kernel_index_round_trips());
 
-// Tables of kKernelCount kernels in kernel_index order. vector_kernels()
-// returns the best usable target's table, or null (then use the scalar one).
-const thread_pool_func* scalar_kernels();
-const thread_pool_func* vector_kernels();
+// Tables of kKernelCount kernels in kernel_index order: the scalar reference,
+// and the best usable vector target's table (or the scalar one).
+using TofKernelTable = stripes::KernelTable<kKernelCount>;
+const TofKernelTable& scalar_kernels();
+const TofKernelTable& active_kernels();
 
 }  // namespace pxkit::tof

@@ -1,5 +1,4 @@
 // The scalar reference family: the per-pixel definition in a plain loop.
-#include <array>
 #include <utility>
 
 #include "tof/tof_kernels.h"
@@ -20,7 +19,7 @@ struct ScalarRun {
 };
 
 template <std::size_t... I>
-constexpr std::array<thread_pool_func, kKernelCount> make_table(std::index_sequence<I...>) {
+constexpr TofKernelTable make_table(std::index_sequence<I...>) {
   return {&stripe_kernel<ScalarRun<kernel_kind(static_cast<int>(I))>>...};
 }
 
@@ -28,6 +27,6 @@ constexpr auto kScalarKernels = make_table(std::make_index_sequence<kKernelCount
 
 }  // namespace
 
-const thread_pool_func* scalar_kernels() { return kScalarKernels.data(); }
+const TofKernelTable& scalar_kernels() { return kScalarKernels; }
 
 }  // namespace pxkit::tof

@@ -12,23 +12,18 @@
 #include <limits>
 #include <utility>
 
+#include "common/numeric-inl.h"
 #include "tof/tof_kernels.h"
 #include "tof/tof_pixel.h"
 #include "tof/tof_stripe_loop.h"
 #include "tof/tof_vector-inl.h"
 
-// Vector kernels only where MulAdd is a native fused multiply-add; Highway's
-// other targets (its scalar one included) report no table.
-#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_NEON
-#define PXKIT_TOF_VECTOR_KERNELS 1
-#else
-#define PXKIT_TOF_VECTOR_KERNELS 0
-#endif
-
 HWY_BEFORE_NAMESPACE();
 namespace pxkit {
 namespace HWY_NAMESPACE {
-#if PXKIT_TOF_VECTOR_KERNELS
+// Vector kernels only where MulAdd is a native fused multiply-add; the other
+// targets report no table (the scalar reference runs instead).
+#if PXKIT_NATIVE_FMA_TARGET
 namespace {
 
 using tof::AmpOf;
@@ -51,20 +46,6 @@ HWY_INLINE hn::Vec<DI> LoadSamples(DI di, const std::int16_t* p, std::size_t i) 
     const hn::Rebind<std::int16_t, DI> d16;
     return hn::PromoteTo(di, hn::LoadU(d16, p + i));
   }
-}
-
-// trunc_saturate_i32 per lane. ConvertTo alone differs between targets for NaN
-// and out-of-range values, so NaN is zeroed and the range clamped first;
-// 2147483520 is the largest f32 below 2^31.
-template <class DF>
-HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> TruncSaturateI32(DF df, hn::Vec<DF> v) {
-  const hn::RebindToSigned<DF> di;
-  const auto number = hn::IfThenZeroElse(hn::IsNaN(v), v);
-  const auto clamped = hn::Min(hn::Max(number, hn::Set(df, -2147483648.0f)),
-                               hn::Set(df, 2147483520.0f));
-  const auto too_big = hn::RebindMask(di, number >= hn::Set(df, 2147483648.0f));
-  return hn::IfThenElse(too_big, hn::Set(di, std::numeric_limits<std::int32_t>::max()),
-                        hn::ConvertTo(di, clamped));
 }
 
 template <KernelKind K>
@@ -116,7 +97,7 @@ struct VectorRun {
 };
 
 template <std::size_t... I>
-constexpr std::array<thread_pool_func, tof::kKernelCount> MakeTable(std::index_sequence<I...>) {
+constexpr tof::TofKernelTable MakeTable(std::index_sequence<I...>) {
   return {&tof::stripe_kernel<VectorRun<tof::kernel_kind(static_cast<int>(I))>>...};
 }
 
@@ -125,25 +106,21 @@ constexpr auto kVectorKernels = MakeTable(std::make_index_sequence<tof::kKernelC
 }  // namespace
 
 // This target's kernel table, in kernel_index order.
-const thread_pool_func* TofKernelTable() { return kVectorKernels.data(); }
+const tof::TofKernelTable* TofVectorKernels() { return &kVectorKernels; }
 #else
-const thread_pool_func* TofKernelTable() { return nullptr; }
+const tof::TofKernelTable* TofVectorKernels() { return nullptr; }
 #endif
 
 }  // namespace HWY_NAMESPACE
 }  // namespace pxkit
 HWY_AFTER_NAMESPACE();
-#undef PXKIT_TOF_VECTOR_KERNELS
 
 #if HWY_ONCE
-#include "simd/dispatch.h"
-
 namespace pxkit {
-HWY_EXPORT(TofKernelTable);
+HWY_EXPORT(TofVectorKernels);
 
-const thread_pool_func* tof::vector_kernels() {
-  const auto getter = simd::select(HWY_DISPATCH_TABLE(TofKernelTable));
-  return getter != nullptr ? getter() : nullptr;
+const tof::TofKernelTable& tof::active_kernels() {
+  return stripes::choose_table(HWY_DISPATCH_TABLE(TofVectorKernels), scalar_kernels());
 }
 }  // namespace pxkit
 #endif  // HWY_ONCE

@@ -12,7 +12,7 @@
 #include "tof/amplitude_shift.h"
 #include "tof/fast_atan.h"
 #include "tof/tof_kernels.h"
-#include "tof/trunc_saturate.h"
+#include "common/numeric.h"
 
 namespace pxkit::tof {
 
@@ -40,7 +40,7 @@ struct PixelParams {
 
 inline PixelParams pixel_params(float scale, float offset, float mantissa,
                                 std::uint32_t amplitude_shift, bool unit_scale) {
-  return {scale, offset, unit_scale ? atan_detail::kTwoPi : scale * atan_detail::kTwoPi, mantissa,
+  return {scale, offset, unit_scale ? kTwoPi : scale * kTwoPi, mantissa,
           amplitude_shift};
 }
 

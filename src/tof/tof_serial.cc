@@ -20,7 +20,7 @@ template <class Depth, bool kOffset, class Amp>
 void serial_loop(const FrameArgs& a, std::int32_t count) {
   auto* depth = static_cast<Depth*>(a.depth_out);
   auto* amp = static_cast<Amp*>(a.amplitude_out);
-  const float period = a.depth_scale * atan_detail::kTwoPi;
+  const float period = a.depth_scale * kTwoPi;
   const float folded_scale = a.depth_scale * kFixedScale;  // the no-offset fixed call
   for (std::int32_t i = 0; i < count; ++i) {
     const auto y = static_cast<float>(std::int32_t{a.phase_90[i]} - a.phase_270[i]);
@@ -64,7 +64,8 @@ std::int32_t serial_frame(const tof_context& ctx, const FrameArgs& a) {
     diag::line("null ctx, choose non-parallel version");
     diag::line("will always disable substract, shift and reverse");
   }
-  const auto count = static_cast<std::int32_t>(a.width * static_cast<std::uint32_t>(a.height));
+  // The frame call refused frames whose pixel count does not fit 32 bits.
+  const auto count = static_cast<std::int32_t>(std::int64_t{a.width} * a.height);
   const bool amp16 = ctx.option.amplitude_out_use_16bit != 0;
   if (fixed) {
     a.has_offset ? serial_depth<std::int16_t, true>(a, amp16, count)

@@ -1,8 +1,12 @@
 // setup_tof_context / destroy_tof_context: every decision the options settle
 // is made here once: the amplitude shift, the fixed-point depth factor and the
 // kernel that all four stripes run.
+#include <cstddef>
+#include <span>
+
 #include "common/diag.h"
 #include "common/memory.h"
+#include "common/stripes.h"
 #include "pxkit.h"
 #include "tof/amplitude_shift.h"
 #include "tof/tof_context.h"
@@ -36,9 +40,7 @@ float mantissa_scale(std::uint8_t bits) {
 thread_pool_func choose_kernel(const tof_option& o, AmplitudeShift shift) {
   const KernelKind kind{o.depth_out_use_float != 0, o.enable_substract_interleave != 0, shift,
                         o.reverse_90_270 != 0, o.amplitude_out_use_16bit != 0};
-  const thread_pool_func* table = vector_kernels();
-  if (table == nullptr) table = scalar_kernels();
-  return table[kernel_index(kind)];
+  return active_kernels()[static_cast<std::size_t>(kernel_index(kind))];
 }
 
 }  // namespace
@@ -68,15 +70,11 @@ extern "C" PXKIT_API tof_context* setup_tof_context(const tof_option* option) {
   pxkit::report_amplitude_shift(shift);  // after any mantissa message
 
   const pxkit::thread_pool_func kernel = choose_kernel(ctx->option, shift.direction);
-  for (int k = 0; k < kStripes; ++k) {
-    tof_stripe& s = ctx->stripes[k];
+  for (tof_stripe& s : ctx->stripes) {
     s.mantissa_scale = mantissa;
     s.amplitude_shift = shift.amount;
-    s.task.func = kernel;
-    s.task.arg0 = reinterpret_cast<std::uintptr_t>(&s);
-    s.task.arg1 = 0;
-    s.index = static_cast<std::uint32_t>(k);
   }
+  pxkit::stripes::bind(std::span(ctx->stripes), kernel);
   return ctx;
 }
 

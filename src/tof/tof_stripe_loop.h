@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/stripes.h"
 #include "tof/tof_context.h"
 #include "tof/tof_pixel.h"
 
@@ -40,7 +41,7 @@ void walk_stripe(const tof_stripe& s) {
 // A thread_pool_task function: arg0 is the stripe block.
 template <class Run>
 std::int32_t stripe_kernel(std::uint64_t arg0, std::uint64_t /*arg1*/) {
-  const auto& s = *reinterpret_cast<const tof_stripe*>(static_cast<std::uintptr_t>(arg0));
+  const tof_stripe& s = stripes::block_of<tof_stripe>(arg0);
   const bool unit_scale = s.depth_scale == 1.0f;
   if (s.amplitude_out == nullptr) {
     unit_scale ? walk_stripe<Run, true, false>(s) : walk_stripe<Run, false, false>(s);

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,35 +42,7 @@ TEST(ConvertSetup, EightBitsAreAcceptedDespiteTheMessageText) {
   EXPECT_EQ(out[1], 63.5f);
 }
 
-TEST(ConvertSetup, UnsupportedWidthGivesAContextWhoseCallsAreRefused) {
-  for (Direction d : {Direction::kToFloat, Direction::kToFixed}) {
-    for (bool pooled : {true, false}) {
-      std::string printed;
-      Context ctx(nullptr, &destroy_fixed2float_context);
-      if (pooled) {
-        ctx = make_context(d, option_for(0, 12, 3), &printed);
-      } else {
-        pxtest::ScopedThreadStartFailure no_threads(0);
-        ctx = make_context(d, option_for(0, 12, 3), &printed);
-      }
-      ASSERT_NE(ctx, nullptr);
-      EXPECT_NE(printed.find(option_report(0, 12, 3) + "fixed bit is not 16 or 32\n"),
-                std::string::npos);
-      std::uint32_t buffer[4] = {7, 7, 7, 7};
-      std::int32_t result = 0;
-      const std::string out = pxtest::capture_stdout([&] {
-        result = d == Direction::kToFloat
-                     ? fixed2float(ctx.get(), 4, buffer, reinterpret_cast<float*>(buffer))
-                     : float2fixed(ctx.get(), 4, reinterpret_cast<float*>(buffer), buffer);
-      });
-      EXPECT_EQ(result, -1);
-      EXPECT_EQ(out, "error: invalid params\n");
-      for (std::uint32_t v : buffer) EXPECT_EQ(v, 7u);
-    }
-  }
-}
-
-TEST(ConvertSetup, NullOptionAndNullContextAreRefused) {
+TEST(ConvertSetup, NullOptionIsRefused) {
   fixed_float_context* ctx = nullptr;
   EXPECT_EQ(pxtest::capture_stdout([&] { ctx = setup_fixed2float_context(nullptr); }),
             "error: invalid params\n");
@@ -77,20 +50,53 @@ TEST(ConvertSetup, NullOptionAndNullContextAreRefused) {
   EXPECT_EQ(pxtest::capture_stdout([&] { ctx = setup_float2fixed_context(nullptr); }),
             "error: invalid params\n");
   EXPECT_EQ(ctx, nullptr);
-
-  float floats[2] = {1.0f, 2.0f};
-  std::int16_t fixed[2] = {3, 4};
-  std::int32_t a = 0, b = 0;
-  EXPECT_EQ(pxtest::capture_stdout([&] {
-              a = fixed2float(nullptr, 2, fixed, floats);
-              b = float2fixed(nullptr, 2, floats, fixed);
-            }),
-            "error: invalid params\nerror: invalid params\n");
-  EXPECT_EQ(a, -1);
-  EXPECT_EQ(b, -1);
-  EXPECT_EQ(floats[0], 1.0f);
-  EXPECT_EQ(fixed[0], 3);
   EXPECT_EQ(pxtest::capture_stdout([] { destroy_fixed2float_context(nullptr); }), "");
+}
+
+// Every refused call prints one line and returns -1 before anything is
+// written, with and without a pool: no context, a context of an unsupported
+// width (setup says so and still succeeds), a null source or destination with
+// elements to convert (even a count that converts nothing).
+TEST(ConvertCalls, RefusalsWriteNothing) {
+  for (Direction d : {Direction::kToFloat, Direction::kToFixed}) {
+    for (bool pooled : {true, false}) {
+      std::optional<pxtest::ScopedThreadStartFailure> no_threads;
+      if (!pooled) no_threads.emplace(0);
+      Context good = make_context(d, option_for(1, 32, 0));
+      std::string printed;
+      Context bad_width = make_context(d, option_for(0, 12, 3), &printed);
+      no_threads.reset();
+      ASSERT_NE(bad_width, nullptr);
+      EXPECT_NE(printed.find(option_report(0, 12, 3) + "fixed bit is not 16 or 32\n"),
+                std::string::npos);
+
+      std::uint32_t src[4] = {7, 7, 7, 7}, dst[4] = {7, 7, 7, 7};
+      const auto call = [d](fixed_float_context* ctx, std::uint32_t count, void* from, void* to) {
+        return d == Direction::kToFloat ? fixed2float(ctx, count, from, static_cast<float*>(to))
+                                        : float2fixed(ctx, count, static_cast<float*>(from), to);
+      };
+      struct Case {
+        fixed_float_context* ctx;
+        std::uint32_t count;
+        void* from;
+        void* to;
+      };
+      const Case cases[] = {{nullptr, 2, src, dst},         {bad_width.get(), 4, src, dst},
+                            {good.get(), 1000, nullptr, dst}, {good.get(), 1000, src, nullptr},
+                            {good.get(), 0x80000000u, nullptr, nullptr}};
+      for (const Case& c : cases) {
+        std::int32_t result = 0;
+        EXPECT_EQ(pxtest::capture_stdout([&] { result = call(c.ctx, c.count, c.from, c.to); }),
+                  "error: invalid params\n");
+        EXPECT_EQ(result, -1);
+        for (int i = 0; i < 4; ++i) EXPECT_TRUE(src[i] == 7 && dst[i] == 7);
+      }
+      // Null buffers with nothing to convert are not an error.
+      std::int32_t result = -1;
+      pxtest::capture_stdout([&] { result = call(good.get(), 0, nullptr, nullptr); });
+      EXPECT_EQ(result, 0);
+    }
+  }
 }
 
 TEST(ConvertSetup, OutOfMemory) {

@@ -102,7 +102,7 @@ TEST(DualKernels, ShiftsOf32OrMoreStoreZero) {
   std::vector<const pxkit::DualKernelTable*> tables{&pxkit::dual_scalar_kernels()};
   for (std::int64_t target : pxtest::vector_targets()) {
     pxtest::ScopedTarget only(target);
-    tables.push_back(pxkit::dual_vector_kernels());
+    tables.push_back(&pxkit::dual_active_kernels());
   }
   for (const pxkit::DualKernelTable* table : tables) {
     ASSERT_NE(table, nullptr);

@@ -69,9 +69,9 @@ tof_dual_option from_bits(std::uint64_t word, std::uint32_t m1) {
 
 TEST(DualSetup, ReportsTheOptionFromThePackedWord) {
   // interleave, float depth, u16 amplitude, distance 0; reserved bits 6-7 and
-  // 20-31 set (ignored); R = 5, mantissa 10, C = 3; m0 = -7 (printed signed); m1 = 5.
+  // 20-31 set (ignored); R = 5, mantissa 10, C = 3; m0 = 7; m1 = 5.
   const std::uint64_t word = 0x1Dull | 0xC0ull | 0x5ull << 8 | 0xAull << 12 | 0x3ull << 16 |
-                             0xFFFull << 20 | std::uint64_t{0xFFFFFFF9u} << 32;
+                             0xFFFull << 20 | std::uint64_t{7} << 32;
   const tof_dual_option o = from_bits(word, 5);
   tof_dual_context* ctx = nullptr;
   const std::string out = pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(&o); });
@@ -87,10 +87,10 @@ TEST(DualSetup, ReportsTheOptionFromThePackedWord) {
             "\t\tright shift bits: 5\n"
             "\t\tmantissa_bits: 10\n"
             "\t\tcut_higher_amplitude_bits: 3\n"
-            "\t\tm0: -7\n"
+            "\t\tm0: 7\n"
             "\t\tm1: 5\n"
             "\t\tright shift 1\n");
-  EXPECT_EQ(ctx->option.m0, -7);
+  EXPECT_EQ(ctx->option.m0, 7);
   EXPECT_EQ(ctx->option.m1, 5);
   destroy_tof_dual_context(ctx);
 }
@@ -134,11 +134,24 @@ TEST(DualSetup, AmplitudeShiftRule) {
   }
 }
 
-TEST(DualSetup, NullOptionAndNoMemory) {
+// A null option, and a negative m0 or m1 (loop counts of the unwrapping
+// search), are refused before anything is made or printed.
+TEST(DualSetup, NullOptionNegativeMultiplesAndNoMemory) {
   tof_dual_context* ctx = nullptr;
   EXPECT_EQ(pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(nullptr); }),
             "error: invalid params\n");
   EXPECT_EQ(ctx, nullptr);
+  const std::int32_t multiples[][2] = {{-1, 2}, {3, -1}, {INT32_MIN, INT32_MIN}};
+  for (const auto& m : multiples) {
+    tof_dual_option bad = make_option(true, false, 0, 0, 3, 2);
+    bad.m0 = m[0];
+    bad.m1 = m[1];
+    const std::uint64_t allocations = pxtest::library_allocations();
+    EXPECT_EQ(pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(&bad); }),
+              "error: invalid params\n");
+    EXPECT_EQ(ctx, nullptr) << m[0] << ", " << m[1];
+    EXPECT_EQ(pxtest::library_allocations(), allocations);
+  }
 
   const tof_dual_option o = make_option(false, false, 0, 0, 3, 2);
   const std::uint64_t before = pxtest::library_allocations();

@@ -60,13 +60,30 @@ TEST(FastAtan2, SaturatesBeyondRatio128) {
   EXPECT_NE(fast_atan2(127.99f, 1), 1.56298f);
 }
 
-TEST(FastAtan2, SignedZeroAndNaN) {
-  EXPECT_EQ(fast_atan2(-0.0f, 0), 1.5707964f);  // -0 counts as y >= 0
-  EXPECT_TRUE(same_bits(fast_atan2(-0.0f, 5), 0.0f));
-  EXPECT_EQ(fast_atan2(-0.0f, -5), 3.1415927f);
-  EXPECT_EQ(fast_atan2(1, NAN), 1.5707964f);
-  EXPECT_EQ(fast_atan2(-1, NAN), 4.712389f);
-  EXPECT_EQ(fast_atan2(NAN, 0), 4.712389f);  // NaN is not >= 0
+// Signed zeros, NaN in either argument (NaN is neither > 0, < 0 nor >= 0,
+// so it takes the saturated value of the quadrant it falls into), and a tiny
+// negative y, whose angle rounds to the f32 of 2 pi itself.
+TEST(FastAtan2, SignedZeroNaNAndTinyNegativeY) {
+  const struct {
+    float y, x, want;
+  } cases[] = {
+      {-0.0f, 0, 1.5707964f},  // -0 counts as y >= 0
+      {-0.0f, 5, 0.0f},        {-0.0f, -5, 3.1415927f},
+      {1, NAN, 1.5707964f},    {0, NAN, 1.5707964f},   {-1, NAN, 4.712389f},
+      {NAN, 0, 4.712389f},     {NAN, NAN, 4.712389f},
+      {NAN, 5, 4.7202053f},    {NAN, -5, 4.7045727f},
+      {-1e-30f, 1, 6.2831855f}, {-1e-8f, 3, 6.2831855f},
+  };
+  for (const auto& c : cases) {
+    EXPECT_TRUE(same_bits(fast_atan2(c.y, c.x), c.want)) << c.y << ", " << c.x;
+  }
+}
+
+TEST(FastAtan, NaNGivesTheSaturatedValueOfTheNegativeSide) {
+  EXPECT_EQ(fast_atan(NAN), -1.56298f);
+  EXPECT_EQ(fast_atan_nearest(NAN), -1.56298f);
+  EXPECT_EQ(fast_atan_pi(NAN), 1.5786127f);
+  EXPECT_EQ(fast_atan_pi_nearest(NAN), 1.5786127f);
 }
 
 TEST(FastAtan2, CloseToAtan2AndInRange) {

@@ -3,6 +3,7 @@
 // Known-value tests run on the scalar reference and on every vector target,
 // with frames of 256 pixels so that the vector bodies see the pixels.
 #include <cmath>
+#include <optional>
 
 #include "tof/tof_context.h"
 #include "tof/tof_test_util.h"
@@ -99,21 +100,52 @@ TEST(TofFrame, WrongDepthTypeIsRefusedAndWritesNothing) {
   }
 }
 
-TEST(TofFrame, NullContextOrBuffersAreRefused) {
-  const auto ctx = toftest::quiet_setup(make_option(true));
-  const toftest::Phases ph = toftest::random_phases(kPixels, false);
-  std::vector<float> depth(kPixels);
-  const std::int16_t* p = ph.p0.data();
-  const auto refused = [&](tof_context* c, const std::int16_t* p90, float* d) {
-    std::int32_t result = 0;
-    const std::string out = pxtest::capture_stdout([&] {
-      result = cal_tof_depth_amplitude_float(c, kW, kH, p, p90, p, p, d, nullptr, 1.0f);
-    });
-    return result == -2 && out == "error: invalid params\n";
-  };
-  EXPECT_TRUE(refused(nullptr, p, depth.data()));
-  EXPECT_TRUE(refused(ctx.get(), nullptr, depth.data()));
-  EXPECT_TRUE(refused(ctx.get(), p, nullptr));
+// Refusals with "error: invalid params" and -2, before anything is written, on
+// the pooled and the serial path: no context, a null buffer, a negative height,
+// more pixels than 32 bits hold, and padded amplitude rows whose pitch does not
+// fit (width near 2^31). The buffers are small: a call that wrote would run
+// past them.
+TEST(TofFrame, UnusableArgumentsAreRefusedBeforeAnyWrite) {
+  constexpr std::uint32_t kNear31 = 2147483647u;  // 2^31 - 1
+  const tof_option o = make_option(true, false, 0, false, 0, 0, /*align=*/true);
+  for (bool pooled : {true, false}) {
+    std::optional<pxtest::ScopedThreadStartFailure> no_threads;
+    if (!pooled) no_threads.emplace(0);
+    const auto ctx = toftest::quiet_setup(o);
+    no_threads.reset();
+    const toftest::Phases ph = toftest::random_phases(kPixels, false);
+    const std::int16_t* p = ph.p0.data();
+    struct Case {
+      tof_context* ctx;
+      std::uint32_t w;
+      std::int32_t h;
+      bool null_phase, null_depth;
+    };
+    const Case cases[] = {
+        {nullptr, kW, kH, false, false},      {ctx.get(), kW, kH, true, false},
+        {ctx.get(), kW, kH, false, true},     {ctx.get(), 1, -1, false, false},
+        {ctx.get(), 64, -3, false, false},    {ctx.get(), 33, -3, false, false},
+        {ctx.get(), 65536, 65537, false, false},  // 2^32 + 2^16 pixels
+        {ctx.get(), 65536, 32768, false, false},  // 2^31 pixels
+        {ctx.get(), kNear31, 4, false, false},    // rows of 2^31 - 1 pixels, pitch 2^31
+        {ctx.get(), kNear31 - 15, 1, false, false},  // pixels fit, the pitch 2^31 does not
+    };
+    for (const Case& c : cases) {
+      std::vector<float> depth(kPixels, -7.0f);
+      std::vector<std::uint8_t> amp(kPixels, 0xEE);
+      std::int32_t result = 0;
+      EXPECT_EQ(pxtest::capture_stdout([&] {
+                  result = toftest::call(c.ctx, true, Entry::kV3, c.w, c.h, p,
+                                         c.null_phase ? nullptr : p, p, p,
+                                         c.null_depth ? nullptr : depth.data(), amp.data(), 1.0f, 2.0f);
+                }),
+                "error: invalid params\n")
+          << c.w << "x" << c.h << (pooled ? " pooled" : " serial");
+      EXPECT_EQ(result, -2);
+      EXPECT_TRUE(all_equal(depth, -7.0f));
+      EXPECT_EQ(amp, std::vector<std::uint8_t>(kPixels, 0xEE));
+    }
+  }
 }
 
 TEST(TofFrame, SixPixelsSplitIntoOneOneOneAndThree) {
@@ -164,7 +196,7 @@ TEST(TofFrame, EmptyFramesWriteNothing) {
   const struct {
     std::uint32_t w;
     std::int32_t h;
-  } empty[] = {{64, 0}, {0, 5}, {33, 0}, {33, -3}, {64, -3}};
+  } empty[] = {{64, 0}, {0, 5}, {33, 0}};
   for (const auto& size : empty) {
     std::vector<float> d(33 * 8, -7.0f);
     std::vector<std::uint8_t> a(64 * 8, 0xEE);
