@@ -22,73 +22,92 @@ namespace pxkit {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
+// Truncation of f32 lanes known to lie in (-2^31, 2^31). Highway's ConvertTo
+// adds a fix-up for out-of-range lanes on x86 (three to four more operations
+// per vector) that such lanes never need.
+#if HWY_TARGET == HWY_AVX3
+HWY_INLINE __m512i TruncRaw(__m512 v) { return _mm512_cvttps_epi32(v); }
+#endif
+#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX2
+HWY_INLINE __m256i TruncRaw(__m256 v) { return _mm256_cvttps_epi32(v); }
+HWY_INLINE __m128i TruncRaw(__m128 v) { return _mm_cvttps_epi32(v); }
+#endif
+template <class DF>
+HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> TruncInRange(DF /*df*/, hn::Vec<DF> v) {
+#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX2
+  return hn::Vec<hn::RebindToSigned<DF>>{TruncRaw(v.raw)};
+#else
+  return hn::ConvertTo(hn::RebindToSigned<DF>(), v);  // no fix-up on other targets
+#endif
+}
+
+// The saturated results are the last table entry folded like any other.
+static_assert(atan_detail::kPi - atan_detail::kSaturated == atan_detail::kSaturatedQ2);
+static_assert(atan_detail::kPi + atan_detail::kSaturated == atan_detail::kSaturatedQ3);
+static_assert(atan_detail::kTwoPi - atan_detail::kSaturated == atan_detail::kSaturatedQ4);
+static_assert(2047.0f / 16.0f < atan_detail::kSaturationRatio);
+
 // Angle of (x, y) in [0, 2 pi), as fast_atan2_scalar:
-//   x > 0, y >= 0: t + f s              q = y / x
+//   x > 0, y >= 0: (0    + t) + f s     q = y / x
 //   x > 0, y <  0: (2 pi - t) - f s     q = -y / x
-//   x < 0, y <  0: (t + pi) + f s       q = y / x
-//   x < 0, y >= 0: (pi - t) - f s       q = -y / x
-// with t = table[i], s = slope[i], i = trunc(16 q), f = q - i/16, and fixed
-// saturated values when q >= 128 (or NaN); x = 0 or NaN gives pi/2 or 3 pi/2.
+//   x < 0, y <  0: (pi   + t) + f s     q = y / x
+//   x < 0, y >= 0: (pi   - t) - f s     q = -y / x
+// with t = table[i], s = slope[i], i = trunc(16 q), f = q - i/16 (0 + t is t,
+// as t >= 0). q >= 128 (or NaN) saturates to the quadrant's form of
+// table[2047], which is what the same formula gives for q = 2047/16 (f = 0,
+// and base + 0 * s is base). x = 0 or NaN gives pi/2 or 3 pi/2.
 template <class DF>
 HWY_INLINE hn::Vec<DF> FastAtan2(DF df, hn::Vec<DF> y, hn::Vec<DF> x) {
   using namespace atan_detail;
-  const hn::RebindToSigned<DF> di;
   const auto zero = hn::Zero(df);
-  const auto x_pos = x > zero;
   const auto x_neg = x < zero;
+  const auto off_axis = hn::Or(x > zero, x_neg);  // false for 0 and NaN
   const auto y_nonneg = y >= zero;
-  const auto falling = hn::Or(hn::AndNot(y_nonneg, x_pos), hn::And(x_neg, y_nonneg));
+  // -0.0 in the falling quadrants (x > 0, y < 0 and x < 0, y >= 0), where t
+  // and f s are subtracted; on the axes the lane is replaced at the end.
+  const auto flip = hn::IfThenZeroElse(hn::Xor(x_neg, y_nonneg), hn::Set(df, -0.0f));
 
-  // (-y)/x == -(y/x) exactly, so one division serves every quadrant.
-  const auto ratio = hn::Div(y, x);
-  const auto q = hn::IfThenElse(falling, hn::Neg(ratio), ratio);
-  // q >= 0 wherever x is non-zero; x = 0 lanes (q infinite or NaN) take the
-  // axis value below, and zeroing every other lane keeps the gathers in bounds.
-  const auto off_axis = hn::Or(x_pos, x_neg);
-  const auto in_table = hn::And(off_axis, q < hn::Set(df, kSaturationRatio));  // false for NaN
-  const auto q_table = hn::IfThenElseZero(in_table, q);
+  // q = |y / x|: (-y)/x == -(y/x) exactly, so one division serves every quadrant.
+  const auto q = hn::Abs(hn::Div(y, x));
+  const auto in_table = q < hn::Set(df, kSaturationRatio);  // false for NaN and on the axes
+  const auto q_table = hn::IfThenElse(in_table, q, hn::Set(df, 2047.0f / 16.0f));
 
-  const auto i = hn::ConvertTo(di, hn::Mul(q_table, hn::Set(df, 16.0f)));  // 0 <= 16q < 2048
-  // f = (float)(-i) * 1/16 + q, the integer negated before conversion as in the scalar form.
-  const auto f = hn::MulAdd(hn::ConvertTo(df, hn::Neg(i)), hn::Set(df, kStep), q_table);
+  const auto i = TruncInRange(df, hn::Mul(q_table, hn::Set(df, 16.0f)));  // 0 <= 16q < 2048
+  // f = q - i/16 in one fused operation, as the scalar form's fma((float)-i, 1/16, q).
+  const auto f = hn::NegMulAdd(hn::ConvertTo(df, i), hn::Set(df, kStep), q_table);
   const auto t = hn::GatherIndex(df, atan_table, i);
   const auto s = hn::GatherIndex(df, atan_table + kAtanGridPoints, i);
 
-  const auto pi = hn::Set(df, kPi);
-  const auto left_half = hn::IfThenElse(y_nonneg, hn::Sub(pi, t), hn::Add(t, pi));
-  auto base = hn::IfThenElse(x_neg, left_half, t);
-  base = hn::IfThenElse(hn::AndNot(y_nonneg, x_pos), hn::Sub(hn::Set(df, kTwoPi), t), base);
-  const auto interpolated = hn::MulAdd(hn::IfThenElse(falling, hn::Neg(f), f), s, base);
-
-  const auto saturated_left =
-      hn::IfThenElse(y_nonneg, hn::Set(df, kSaturatedQ2), hn::Set(df, kSaturatedQ3));
-  const auto saturated_right =
-      hn::IfThenElse(y_nonneg, hn::Set(df, kSaturated), hn::Set(df, kSaturatedQ4));
-  const auto saturated = hn::IfThenElse(x_neg, saturated_left, saturated_right);
-  const auto angle = hn::IfThenElse(in_table, interpolated, saturated);
+  const auto quadrant_base =
+      hn::IfThenElse(x_neg, hn::Set(df, kPi), hn::IfThenZeroElse(y_nonneg, hn::Set(df, kTwoPi)));
+  const auto angle =
+      hn::MulAdd(hn::Xor(f, flip), s, hn::Add(quadrant_base, hn::Xor(t, flip)));
 
   const auto on_axis =
       hn::IfThenElse(y_nonneg, hn::Set(df, kHalfPi), hn::Set(df, kThreeHalfPi));
   return hn::IfThenElse(off_axis, angle, on_axis);
 }
 
-// trunc(sqrt(double(fma(y, y, x * x)))) per lane, as amplitude_scalar.
-// Roots are below 2^19: the truncating f64 -> i32 demotion never saturates.
+// floor(sqrt(q)) per lane for 0 <= q < 2^48 (finite), from the f32 root: the
+// double-precision root truncated, as amplitude_scalar takes it, is the same
+// integer (see amplitude.h), and one f32 root costs half as many lanes' work.
+// With m = floor(sqrt(q)) (m and m + 1 are exact in f32 and the root rounds
+// to nearest, so m <= RN(sqrt(q)) <= m + 1), the truncated f32 root r is m or
+// m + 1. r * r - q computed in one fused operation is rounded from the exact
+// value, so its sign is exact: positive exactly when r = m + 1.
 template <class DF>
-HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> Amplitude(DF /*df*/, hn::Vec<DF> x, hn::Vec<DF> y) {
+HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> FloorSqrt(DF df, hn::Vec<DF> q) {
   const hn::RebindToSigned<DF> di;
-  const auto q = hn::MulAdd(y, y, hn::Mul(x, x));
-#if HWY_TARGET == HWY_SCALAR
-  const hn::Rebind<double, DF> dd;
-  return hn::DemoteTo(di, hn::Sqrt(hn::PromoteTo(dd, q)));
-#else
-  const hn::Half<DF> dh;
-  const hn::Repartition<double, DF> dd;  // half as many f64 lanes
-  const hn::Rebind<std::int32_t, decltype(dd)> di_half;
-  const auto root_lo = hn::Sqrt(hn::PromoteTo(dd, hn::LowerHalf(dh, q)));
-  const auto root_hi = hn::Sqrt(hn::PromoteTo(dd, hn::UpperHalf(dh, q)));
-  return hn::Combine(di, hn::DemoteTo(di_half, root_hi), hn::DemoteTo(di_half, root_lo));
-#endif
+  const auto r = TruncInRange(df, hn::Sqrt(q));  // 0 <= root <= 2^24
+  const auto rf = hn::ConvertTo(df, r);
+  const auto over = hn::RebindMask(di, hn::MulSub(rf, rf, q) > hn::Zero(df));
+  return hn::Add(r, hn::VecFromMask(di, over));  // a true mask lane is -1
+}
+
+// trunc(sqrt(double(fma(y, y, x * x)))) per lane, as amplitude_scalar.
+template <class DF>
+HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> Amplitude(DF df, hn::Vec<DF> x, hn::Vec<DF> y) {
+  return FloorSqrt(df, hn::MulAdd(y, y, hn::Mul(x, x)));
 }
 
 // apply_amplitude_shift in every lane (amplitudes are >= 0, so the lanes can be

@@ -25,6 +25,13 @@ void AmplitudeArrays(const float* x, const float* y, std::int32_t* amplitude, st
     hn::StoreU(Amplitude(df, hn::LoadU(df, x + i), hn::LoadU(df, y + i)), di, amplitude + i);
 }
 
+void FloorSqrtArrays(const float* q, std::int32_t* root, std::size_t n) {
+  const hn::ScalableTag<float> df;
+  const hn::RebindToSigned<decltype(df)> di;
+  for (std::size_t i = 0; i < n; i += hn::Lanes(df))
+    hn::StoreU(FloorSqrt(df, hn::LoadU(df, q + i)), di, root + i);
+}
+
 void LowBits(const std::int32_t* v, std::uint16_t* low16, std::uint8_t* low8, std::size_t n) {
   const hn::ScalableTag<std::int32_t> di;
   for (std::size_t i = 0; i < n; i += hn::Lanes(di)) {
@@ -38,6 +45,7 @@ void LowBits(const std::int32_t* v, std::uint16_t* low16, std::uint8_t* low8, st
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -48,6 +56,7 @@ HWY_AFTER_NAMESPACE();
 namespace pxkit {
 HWY_EXPORT(AtanArrays);
 HWY_EXPORT(AmplitudeArrays);
+HWY_EXPORT(FloorSqrtArrays);
 HWY_EXPORT(LowBits);
 }  // namespace pxkit
 
@@ -119,6 +128,36 @@ TEST_P(TofVector, AmplitudeMatchesScalar) {
   kernel(xs.data(), ys.data(), amplitude.data(), xs.size());
   for (std::size_t i = 0; i < xs.size(); ++i)
     ASSERT_EQ(amplitude[i], pxkit::amplitude_scalar(xs[i], ys[i])) << xs[i] << ", " << ys[i];
+}
+
+// The f32 root can only land on the wrong integer next to a perfect square,
+// so every square up to the largest amplitude is tried with the f32 values
+// around it; q = x*x + y*y reaches 2 * 131070^2 (interleaved differences).
+TEST_P(TofVector, FloorSqrtIsExactAroundEverySquare) {
+  const float largest_q = std::fma(131070.0f, 131070.0f, 131070.0f * 131070.0f);
+  const auto last_root = static_cast<std::int32_t>(std::sqrt(static_cast<double>(largest_q))) + 1;
+  std::vector<float> q;
+  for (std::int32_t m = 0; m <= last_root; ++m) {
+    const auto square = static_cast<float>(static_cast<double>(m) * m);  // rounded to nearest
+    float below = square, above = square;
+    q.push_back(square);
+    for (int step = 0; step < 2; ++step) {
+      below = std::nextafter(below, 0.0f);
+      above = std::nextafter(above, largest_q * 2.0f);
+      q.push_back(below);
+      q.push_back(above);
+    }
+  }
+  std::uniform_int_distribution<std::uint32_t> bits(0, std::bit_cast<std::uint32_t>(largest_q));
+  for (int n = 0; n < 100000; ++n) q.push_back(std::bit_cast<float>(bits(pxtest::rng())));
+  pad(q);
+  std::vector<std::int32_t> root(q.size());
+  auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::FloorSqrtArrays));
+  ASSERT_NE(kernel, nullptr);
+  kernel(q.data(), root.data(), q.size());
+  for (std::size_t i = 0; i < q.size(); ++i)
+    ASSERT_EQ(root[i], static_cast<std::int32_t>(std::sqrt(static_cast<double>(q[i]))))
+        << "q=" << q[i];
 }
 
 TEST_P(TofVector, StoresKeepTheLowBits) {
