@@ -41,6 +41,20 @@ HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> TruncInRange(DF /*df*/, hn::Vec<DF> v
 #endif
 }
 
+// f = q - i/16 for 0 <= q < 128 and i = trunc(16 q): exact, so bit for bit the
+// scalar form's fma((float)-i, 1/16, q). AVX-512 has it in one instruction
+// (VREDUCEPS keeping 4 fraction bits, truncating).
+template <class DF>
+HWY_INLINE hn::Vec<DF> SegmentOffset(DF df, hn::Vec<DF> q, hn::Vec<hn::RebindToSigned<DF>> i) {
+#if HWY_TARGET == HWY_AVX3
+  if constexpr (sizeof(q.raw) == 64) {
+    (void)i;
+    return hn::Vec<DF>{_mm512_reduce_ps(q.raw, (4 << 4) | _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC)};
+  }
+#endif
+  return hn::NegMulAdd(hn::ConvertTo(df, i), hn::Set(df, atan_detail::kStep), q);
+}
+
 // The saturated results are the last table entry folded like any other.
 static_assert(atan_detail::kPi - atan_detail::kSaturated == atan_detail::kSaturatedQ2);
 static_assert(atan_detail::kPi + atan_detail::kSaturated == atan_detail::kSaturatedQ3);
@@ -73,8 +87,7 @@ HWY_INLINE hn::Vec<DF> FastAtan2(DF df, hn::Vec<DF> y, hn::Vec<DF> x) {
   const auto q_table = hn::IfThenElse(in_table, q, hn::Set(df, 2047.0f / 16.0f));
 
   const auto i = TruncInRange(df, hn::Mul(q_table, hn::Set(df, 16.0f)));  // 0 <= 16q < 2048
-  // f = q - i/16 in one fused operation, as the scalar form's fma((float)-i, 1/16, q).
-  const auto f = hn::NegMulAdd(hn::ConvertTo(df, i), hn::Set(df, kStep), q_table);
+  const auto f = SegmentOffset(df, q_table, i);
   const auto t = hn::GatherIndex(df, atan_table, i);
   const auto s = hn::GatherIndex(df, atan_table + kAtanGridPoints, i);
 
@@ -95,9 +108,17 @@ HWY_INLINE hn::Vec<DF> FastAtan2(DF df, hn::Vec<DF> y, hn::Vec<DF> x) {
 // to nearest, so m <= RN(sqrt(q)) <= m + 1), the truncated f32 root r is m or
 // m + 1. r * r - q computed in one fused operation is rounded from the exact
 // value, so its sign is exact: positive exactly when r = m + 1.
+// AVX-512 rounds the root toward zero instead (m <= RZ(sqrt(q)) < m + 1), whose
+// truncation needs no correction.
 template <class DF>
 HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> FloorSqrt(DF df, hn::Vec<DF> q) {
   const hn::RebindToSigned<DF> di;
+#if HWY_TARGET == HWY_AVX3
+  if constexpr (sizeof(q.raw) == 64) {
+    return TruncInRange(df, hn::Vec<DF>{_mm512_sqrt_round_ps(q.raw, _MM_FROUND_TO_ZERO |
+                                                                        _MM_FROUND_NO_EXC)});
+  }
+#endif
   const auto r = TruncInRange(df, hn::Sqrt(q));  // 0 <= root <= 2^24
   const auto rf = hn::ConvertTo(df, r);
   const auto over = hn::RebindMask(di, hn::MulSub(rf, rf, q) > hn::Zero(df));
