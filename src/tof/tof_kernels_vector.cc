@@ -46,7 +46,7 @@ HWY_INLINE hn::Vec<DI> LoadSamples(DI di, const std::int16_t* p, std::size_t i) 
   if constexpr (kInterleaved) {
     const hn::Repartition<std::int16_t, DI> d16;
     const auto pairs = hn::BitCast(di, hn::LoadU(d16, p + 2 * i));
-    return hn::Sub(hn::ShiftRight<16>(hn::ShiftLeft<16>(pairs)), hn::ShiftRight<16>(pairs));
+    return PairDifference(di, pairs);
   } else {
     const hn::Rebind<std::int16_t, DI> d16;
     return hn::PromoteTo(di, hn::LoadU(d16, p + i));
