@@ -14,6 +14,7 @@
 #include <hwy/highway.h>
 
 #include "tof/amplitude_shift.h"
+#include "tof/atan_pairs.h"
 #include "tof/atan_table.h"
 #include "tof/fast_atan.h"
 
@@ -55,6 +56,34 @@ HWY_INLINE hn::Vec<DF> SegmentOffset(DF df, hn::Vec<DF> q, hn::Vec<hn::RebindToS
   return hn::NegMulAdd(hn::ConvertTo(df, i), hn::Set(df, atan_detail::kStep), q);
 }
 
+// t = table[i] and s = slope[i] per lane. With `pairs` (atan_pairs()), AVX-512
+// fetches each (t, s) pair with one 64-bit gather, two gathers of 8 lanes
+// instead of two of 16, and splits the pairs with two permutes.
+template <class DF>
+HWY_INLINE void GatherSegment(DF df, hn::Vec<hn::RebindToSigned<DF>> i, const float* pairs,
+                              hn::Vec<DF>& t, hn::Vec<DF>& s) {
+#if HWY_TARGET == HWY_AVX3
+  if constexpr (sizeof(i.raw) == 64) {
+    if (pairs != nullptr) {
+      const auto* p = reinterpret_cast<const double*>(pairs);
+      const __m512 lo = _mm512_castpd_ps(_mm512_i32gather_pd(_mm512_castsi512_si256(i.raw), p, 8));
+      const __m512 hi =
+          _mm512_castpd_ps(_mm512_i32gather_pd(_mm512_extracti64x4_epi64(i.raw, 1), p, 8));
+      const __m512i even =
+          _mm512_set_epi32(30, 28, 26, 24, 22, 20, 18, 16, 14, 12, 10, 8, 6, 4, 2, 0);
+      const __m512i odd =
+          _mm512_set_epi32(31, 29, 27, 25, 23, 21, 19, 17, 15, 13, 11, 9, 7, 5, 3, 1);
+      t = hn::Vec<DF>{_mm512_permutex2var_ps(lo, even, hi)};
+      s = hn::Vec<DF>{_mm512_permutex2var_ps(lo, odd, hi)};
+      return;
+    }
+  }
+#endif
+  (void)pairs;
+  t = hn::GatherIndex(df, atan_table, i);
+  s = hn::GatherIndex(df, atan_table + kAtanGridPoints, i);
+}
+
 // The saturated results are the last table entry folded like any other.
 static_assert(atan_detail::kPi - atan_detail::kSaturated == atan_detail::kSaturatedQ2);
 static_assert(atan_detail::kPi + atan_detail::kSaturated == atan_detail::kSaturatedQ3);
@@ -70,8 +99,10 @@ static_assert(2047.0f / 16.0f < atan_detail::kSaturationRatio);
 // as t >= 0). q >= 128 (or NaN) saturates to the quadrant's form of
 // table[2047], which is what the same formula gives for q = 2047/16 (f = 0,
 // and base + 0 * s is base). x = 0 or NaN gives pi/2 or 3 pi/2.
+// A loop may pass atan_pairs(), fetched once before it, for faster lookups.
 template <class DF>
-HWY_INLINE hn::Vec<DF> FastAtan2(DF df, hn::Vec<DF> y, hn::Vec<DF> x) {
+HWY_INLINE hn::Vec<DF> FastAtan2(DF df, hn::Vec<DF> y, hn::Vec<DF> x,
+                                 const float* pairs = nullptr) {
   using namespace atan_detail;
   const auto zero = hn::Zero(df);
   const auto x_neg = x < zero;
@@ -88,8 +119,8 @@ HWY_INLINE hn::Vec<DF> FastAtan2(DF df, hn::Vec<DF> y, hn::Vec<DF> x) {
 
   const auto i = TruncInRange(df, hn::Mul(q_table, hn::Set(df, 16.0f)));  // 0 <= 16q < 2048
   const auto f = SegmentOffset(df, q_table, i);
-  const auto t = hn::GatherIndex(df, atan_table, i);
-  const auto s = hn::GatherIndex(df, atan_table + kAtanGridPoints, i);
+  hn::Vec<DF> t, s;
+  GatherSegment(df, i, pairs, t, s);
 
   const auto quadrant_base =
       hn::IfThenElse(x_neg, hn::Set(df, kPi), hn::IfThenZeroElse(y_nonneg, hn::Set(df, kTwoPi)));

@@ -11,11 +11,13 @@ HWY_BEFORE_NAMESPACE();
 namespace pxkit {
 namespace HWY_NAMESPACE {
 
-// n must be a multiple of the lane count (callers pad).
-void AtanArrays(const float* y, const float* x, float* angle, std::size_t n) {
+// n must be a multiple of the lane count (callers pad). `paired` looks the
+// segments up in atan_pairs(), as the single-frequency kernels do.
+void AtanArrays(const float* y, const float* x, float* angle, std::size_t n, bool paired) {
   const hn::ScalableTag<float> df;
+  const float* pairs = paired ? atan_pairs() : nullptr;
   for (std::size_t i = 0; i < n; i += hn::Lanes(df))
-    hn::StoreU(FastAtan2(df, hn::LoadU(df, y + i), hn::LoadU(df, x + i)), df, angle + i);
+    hn::StoreU(FastAtan2(df, hn::LoadU(df, y + i), hn::LoadU(df, x + i), pairs), df, angle + i);
 }
 
 void AmplitudeArrays(const float* x, const float* y, std::int32_t* amplitude, std::size_t n) {
@@ -89,6 +91,14 @@ TEST_P(TofVector, FastAtan2MatchesScalarBitForBit) {
       y.push_back(static_cast<float>(b));
       x.push_back(static_cast<float>(a));
     }
+  for (int k = 0; k < pxkit::kAtanGridPoints; ++k) {  // every table segment, each quadrant
+    const float ratio = (static_cast<float>(k) + 0.5f) / 16.0f;
+    for (float sx : {1.0f, -1.0f})
+      for (float sy : {1.0f, -1.0f}) {
+        y.push_back(sy * ratio);
+        x.push_back(sx);
+      }
+  }
   const auto special = special_values();
   for (float b : special)
     for (float a : special) {
@@ -107,10 +117,12 @@ TEST_P(TofVector, FastAtan2MatchesScalarBitForBit) {
   std::vector<float> angle(y.size());
   auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::AtanArrays));
   ASSERT_NE(kernel, nullptr);
-  kernel(y.data(), x.data(), angle.data(), y.size());
-  for (std::size_t i = 0; i < y.size(); ++i)
-    ASSERT_TRUE(pxtest::same_bits(angle[i], pxkit::fast_atan2_scalar(y[i], x[i])))
-        << "y=" << y[i] << " x=" << x[i] << " vector " << angle[i];
+  for (bool paired : {false, true}) {
+    kernel(y.data(), x.data(), angle.data(), y.size(), paired);
+    for (std::size_t i = 0; i < y.size(); ++i)
+      ASSERT_TRUE(pxtest::same_bits(angle[i], pxkit::fast_atan2_scalar(y[i], x[i])))
+          << "y=" << y[i] << " x=" << x[i] << " paired " << paired << " vector " << angle[i];
+  }
 }
 
 TEST_P(TofVector, AmplitudeMatchesScalar) {
