@@ -1,6 +1,9 @@
-// Fixed-point <-> float conversion: the single-threaded kernel chosen at setup,
-// the pooled public call, memcpy of the same output bytes as the bandwidth
-// reference and, when installed, OpenCV's convertTo for int16 -> f32.
+// Fixed-point <-> float conversion at 1M and 16M elements: the single-threaded
+// kernel chosen at setup, the pooled public call, memcpy of the same output
+// bytes as the bandwidth reference and, when installed, OpenCV's
+// Mat::convertTo for int16 -> f32 and f32 -> int16 (which rounds to nearest
+// and saturates where pxkit truncates and wraps: the same traffic, not the
+// same result).
 // bytes_per_second counts bytes read plus bytes written (memcpy: 2 x size).
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -146,6 +149,18 @@ void BM_OpenCvInt16ToFloat(benchmark::State& state) {
   }
   set_bytes(state, static_cast<std::size_t>(n) * (sizeof(std::int16_t) + sizeof(float)));
 }
+
+void BM_OpenCvFloatToInt16(benchmark::State& state) {
+  const auto n = static_cast<int>(state.range(0));
+  const std::vector<float> in = float_input(static_cast<std::size_t>(n));
+  const cv::Mat src(1, n, CV_32F, const_cast<float*>(in.data()));
+  cv::Mat dst(1, n, CV_16S);
+  for (auto _ : state) {
+    src.convertTo(dst, CV_16S, kFactor);
+    benchmark::DoNotOptimize(dst.data);
+  }
+  set_bytes(state, static_cast<std::size_t>(n) * (sizeof(std::int16_t) + sizeof(float)));
+}
 #endif
 
 constexpr std::int64_t kSizes[] = {1 << 20, 1 << 24};  // 1,048,576 and 16,777,216 elements
@@ -177,11 +192,14 @@ void add_all() {
     add_to_float<std::int16_t>("s16_to_f32", n);
     add_to_float<std::int32_t>("s32_to_f32", n);
 #ifdef PXKIT_BENCH_OPENCV
-    if (n == 1 << 20) add("opencv_s16_to_f32", BM_OpenCvInt16ToFloat, n);
+    add("opencv_s16_to_f32", BM_OpenCvInt16ToFloat, n);
 #endif
     add_to_fixed<std::int32_t>("f32_to_s32", n);
     add("memcpy", BM_Memcpy, 2 * n);
     add_to_fixed<std::int16_t>("f32_to_s16", n);
+#ifdef PXKIT_BENCH_OPENCV
+    add("opencv_f32_to_s16", BM_OpenCvFloatToInt16, n);
+#endif
     add("memcpy", BM_Memcpy, n);
     add_to_fixed<std::int8_t>("f32_to_s8", n);
   }

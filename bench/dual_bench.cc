@@ -1,6 +1,8 @@
-// Dual-frequency decoding of 640x480 frames: the library's stripe kernels
-// (scalar reference and vector, on one thread and through the pool) against a
-// plain loop with atan2f and the same brute-force search written the obvious way.
+// Dual-frequency decoding at 320x240, 640x480 and 1280x960: the library's
+// stripe kernels (scalar reference and vector, on one thread and through the
+// pool) against a plain loop with atan2f and the same brute-force search
+// written the obvious way. Every layout, pair of multiples and target is timed
+// at 640x480; the other sizes time the plain layout with m0 3, m1 2.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -17,7 +19,11 @@
 
 namespace {
 
-constexpr std::uint32_t kWidth = 640, kHeight = 480;
+struct Size {
+  std::uint32_t width, height;
+  std::size_t pixels() const { return std::size_t{width} * height; }
+};
+constexpr Size kSizes[] = {{320, 240}, {640, 480}, {1280, 960}};
 
 struct Multiples {
   int m0, m1;
@@ -27,15 +33,16 @@ constexpr Multiples kMultiples[] = {{3, 2}, {7, 5}};
 // A tilted plane seen at two frequencies: distance grows across the frame
 // through the whole unambiguous range, with a little texture.
 struct Frame {
+  Size size;
   bool interleave;
   std::vector<std::uint16_t> planes[8];
 };
 
-Frame make_frame(bool interleave, Multiples m) {
-  Frame f{interleave, {}};
-  for (std::uint32_t y = 0; y < kHeight; ++y) {
-    for (std::uint32_t x = 0; x < kWidth; ++x) {
-      double d = (x + 0.3 * y) / (kWidth + 0.3 * kHeight) + 0.01 * std::sin(0.1 * x * y);
+Frame make_frame(Size size, bool interleave, Multiples m) {
+  Frame f{size, interleave, {}};
+  for (std::uint32_t y = 0; y < size.height; ++y) {
+    for (std::uint32_t x = 0; x < size.width; ++x) {
+      double d = (x + 0.3 * y) / (size.width + 0.3 * size.height) + 0.01 * std::sin(0.1 * x * y);
       d -= std::floor(d);
       const double angle[2] = {2 * M_PI * std::fmod(d * m.m0, 1.0), 2 * M_PI * std::fmod(d * m.m1, 1.0)};
       for (int p = 0; p < 8; ++p) {
@@ -66,7 +73,7 @@ float wraps(float angle, float offset) {
 
 void plain_loop(const Frame& f, Multiples m, float* depth, std::uint16_t* amplitude) {
   const auto& p = f.planes;
-  for (std::size_t i = 0; i < std::size_t{kWidth} * kHeight; ++i) {
+  for (std::size_t i = 0; i < f.size.pixels(); ++i) {
     const auto x0 = static_cast<float>(term(p[0], i, f.interleave) - term(p[2], i, f.interleave));
     const auto y0 = static_cast<float>(term(p[1], i, f.interleave) - term(p[3], i, f.interleave));
     const auto x1 = static_cast<float>(term(p[4], i, f.interleave) - term(p[6], i, f.interleave));
@@ -97,17 +104,20 @@ void plain_loop(const Frame& f, Multiples m, float* depth, std::uint16_t* amplit
   }
 }
 
+// Range 0: size (index into kSizes); 1: interleave (0/1); 2: multiples (index
+// into kMultiples).
 void BM_PlainLoop(benchmark::State& state) {
-  const bool interleave = state.range(0) != 0;
-  const Multiples m = kMultiples[state.range(1)];
-  const Frame f = make_frame(interleave, m);
-  std::vector<float> depth(kWidth * kHeight);
-  std::vector<std::uint16_t> amplitude(kWidth * kHeight);
+  const Size size = kSizes[state.range(0)];
+  const bool interleave = state.range(1) != 0;
+  const Multiples m = kMultiples[state.range(2)];
+  const Frame f = make_frame(size, interleave, m);
+  std::vector<float> depth(size.pixels());
+  std::vector<std::uint16_t> amplitude(size.pixels());
   for (auto _ : state) {
     plain_loop(f, m, depth.data(), amplitude.data());
     benchmark::ClobberMemory();
   }
-  state.SetItemsProcessed(state.iterations() * kWidth * kHeight);
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * size.pixels()));
 }
 
 // ---- the library ---------------------------------------------------------------
@@ -135,28 +145,29 @@ tof_dual_context* setup(bool interleave, Multiples m, std::int64_t target) {
   return ctx;
 }
 
-// Range 2: 0 = scalar reference, n = the n-th vector target of this CPU (best
-// first). Range 3: 0 = the context's kernel on one thread over the whole
-// frame, 1 = itof_dual_dec_float (4 stripes on the pool).
+// Ranges 0-2 as BM_PlainLoop. Range 3: 0 = scalar reference, n = the n-th
+// vector target of this CPU (best first). Range 4: 0 = the context's kernel on
+// one thread over the whole frame, 1 = itof_dual_dec_float (4 stripes on the pool).
 void BM_Library(benchmark::State& state) {
-  const bool interleave = state.range(0) != 0;
-  const Multiples m = kMultiples[state.range(1)];
+  const Size size = kSizes[state.range(0)];
+  const bool interleave = state.range(1) != 0;
+  const Multiples m = kMultiples[state.range(2)];
   const auto targets = pxkit::simd::available_vector_targets();
-  const auto n = static_cast<std::size_t>(state.range(2));
+  const auto n = static_cast<std::size_t>(state.range(3));
   if (n > targets.size()) {
     state.SkipWithError("no such vector target on this CPU");
     return;
   }
   const std::int64_t target = n == 0 ? 0 : targets[n - 1];
-  const bool pooled = state.range(3) != 0;
-  const Frame f = make_frame(interleave, m);
-  std::vector<float> depth(kWidth * kHeight);
-  std::vector<std::uint16_t> amplitude(kWidth * kHeight);
+  const bool pooled = state.range(4) != 0;
+  const Frame f = make_frame(size, interleave, m);
+  std::vector<float> depth(size.pixels());
+  std::vector<std::uint16_t> amplitude(size.pixels());
   tof_dual_context* ctx = setup(interleave, m, target);
   const auto& p = f.planes;
 
   pxkit::tof_dual_stripe whole = ctx->stripes[0];  // the chosen kernel and shift
-  whole.pixel_count = kWidth * kHeight;
+  whole.pixel_count = static_cast<std::int32_t>(size.pixels());
   for (int i = 0; i < 8; ++i) whole.planes[i] = p[i].data();
   whole.depth = depth.data();
   whole.amplitude = amplitude.data();
@@ -166,26 +177,32 @@ void BM_Library(benchmark::State& state) {
 
   for (auto _ : state) {
     if (pooled) {
-      itof_dual_dec_float(ctx, kWidth, kHeight, p[0].data(), p[1].data(), p[2].data(), p[3].data(),
+      itof_dual_dec_float(ctx, size.width, size.height, p[0].data(), p[1].data(), p[2].data(), p[3].data(),
                           p[4].data(), p[5].data(), p[6].data(), p[7].data(), nullptr,
-                          depth.data(), nullptr, nullptr, amplitude.data(), kWidth, 0.15915494f,
+                          depth.data(), nullptr, nullptr, amplitude.data(), size.width, 0.15915494f,
                           0.0f, 0.0f);
     } else {
       whole.task.func(reinterpret_cast<std::uintptr_t>(&whole), 0);
     }
     benchmark::ClobberMemory();
   }
-  state.SetItemsProcessed(state.iterations() * kWidth * kHeight);
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * size.pixels()));
   state.SetLabel(pxkit::simd::target_name(target));
   destroy_tof_dual_context(ctx);
 }
 
-// Args: interleave (0/1), multiples (0: m0 3 m1 2, 1: m0 7 m1 5).
-BENCHMARK(BM_PlainLoop)->ArgsProduct({{0, 1}, {0, 1}})->Unit(benchmark::kMillisecond);
-// Args: interleave, multiples, target (0 scalar, 1 best vector, 2 next), pooled (0/1).
+// Args: size (0: 320x240, 1: 640x480, 2: 1280x960), interleave (0/1),
+// multiples (0: m0 3 m1 2, 1: m0 7 m1 5).
+BENCHMARK(BM_PlainLoop)
+    ->ArgsProduct({{1}, {0, 1}, {0, 1}})
+    ->ArgsProduct({{0, 2}, {0}, {0}})
+    ->Unit(benchmark::kMicrosecond);
+// Args: size, interleave, multiples, target (0 scalar, 1 best vector, 2 next),
+// pooled (0/1).
 BENCHMARK(BM_Library)
-    ->ArgsProduct({{0, 1}, {0, 1}, {0, 1, 2}, {0, 1}})
-    ->Unit(benchmark::kMillisecond)
+    ->ArgsProduct({{1}, {0, 1}, {0, 1}, {0, 1, 2}, {0, 1}})
+    ->ArgsProduct({{0, 2}, {0}, {0}, {0, 1}, {0, 1}})
+    ->Unit(benchmark::kMicrosecond)
     ->UseRealTime();
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Single-frequency ToF: the scalar reference and the vector kernel on one
 // thread, the pooled frame call, a plain atan2f/sqrtf loop and (when OpenCV is
-// installed) a cv::phase + cv::magnitude pipeline, on the same frames.
+// installed) the OpenCV chain subtract, phase, magnitude, convertTo on one
+// thread and on OpenCV's default threads, on the same frames, at 320x240,
+// 640x480 and 1280x960. Every option combination is timed at 640x480.
 // Throughput is reported as pixels per second (items_per_second).
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -138,7 +140,12 @@ void plain_loop(benchmark::State& state, Config c) {
 
 #ifdef PXKIT_BENCH_OPENCV
 // The same job with OpenCV: differences, cv::phase, cv::magnitude, scaling.
-void opencv_pipeline(benchmark::State& state, Config c) {
+// threads 0 leaves OpenCV's default (one per core); otherwise it is set for
+// the run and restored after.
+void opencv_pipeline(benchmark::State& state, Config c, int threads) {
+  const int default_threads = cv::getNumThreads();
+  if (threads > 0) cv::setNumThreads(threads);
+  state.SetLabel(std::to_string(cv::getNumThreads()) + " thread(s)");
   Frame f(c);
   const auto wrap = [&](std::vector<std::int16_t>& v) { return cv::Mat(c.height, c.width, CV_16S, v.data()); };
   const cv::Mat p0 = wrap(f.p0), p90 = wrap(f.p90), p180 = wrap(f.p180), p270 = wrap(f.p270);
@@ -155,6 +162,7 @@ void opencv_pipeline(benchmark::State& state, Config c) {
     benchmark::ClobberMemory();
   }
   count_pixels(state, f.pixels);
+  cv::setNumThreads(default_threads);
 }
 #endif
 
@@ -164,28 +172,45 @@ std::string name_of(const Config& c, const char* what) {
          (c.interleaved ? "interleaved" : "planar") + "/" + what;
 }
 
+// Microseconds per frame; wall-clock time for what runs on other threads.
+benchmark::internal::Benchmark* add(const std::string& name, void (*fn)(benchmark::State&, Config),
+                                    const Config& c, bool wall_clock = false) {
+  auto* b = benchmark::RegisterBenchmark(name.c_str(), fn, c)->Unit(benchmark::kMicrosecond);
+  return wall_clock ? b->UseRealTime() : b;
+}
+
+void register_kernels(const Config& c, const std::vector<std::int64_t>& vector) {
+  benchmark::RegisterBenchmark(name_of(c, "scalar_1thread").c_str(), kernel_one_thread, c, 0)
+      ->Unit(benchmark::kMicrosecond);
+  if (!vector.empty()) {
+    const std::string label = std::string(pxkit::simd::target_name(vector.front())) + "_1thread";
+    benchmark::RegisterBenchmark(name_of(c, label.c_str()).c_str(), kernel_one_thread, c,
+                                 vector.front())
+        ->Unit(benchmark::kMicrosecond);
+  }
+  add(name_of(c, "pooled"), pooled_call, c, true);
+}
+
 void register_all() {
   const std::vector<std::int64_t> vector = pxkit::simd::available_vector_targets();
-  for (const auto& [w, h] : {std::pair{640, 480}, std::pair{1024, 1024}}) {
+  for (const auto& [w, h] : {std::pair{320, 240}, std::pair{640, 480}, std::pair{1280, 960}}) {
     const Config baseline{w, h, true, false, false};
-    benchmark::RegisterBenchmark(name_of(baseline, "atan2f_sqrtf_loop").c_str(), plain_loop, baseline);
+    add(name_of(baseline, "atan2f_sqrtf_loop"), plain_loop, baseline);
 #ifdef PXKIT_BENCH_OPENCV
-    benchmark::RegisterBenchmark(name_of(baseline, "opencv_phase_magnitude").c_str(), opencv_pipeline,
-                                 baseline);
+    benchmark::RegisterBenchmark(name_of(baseline, "opencv_chain_1thread").c_str(), opencv_pipeline,
+                                 baseline, 1)
+        ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark(name_of(baseline, "opencv_chain_default_threads").c_str(),
+                                 opencv_pipeline, baseline, 0)
+        ->Unit(benchmark::kMicrosecond)
+        ->UseRealTime();
 #endif
-    for (bool fl : {true, false})
-      for (bool amp16 : {false, true})
-        for (bool il : {false, true}) {
-          const Config c{w, h, fl, amp16, il};
-          benchmark::RegisterBenchmark(name_of(c, "scalar_1thread").c_str(), kernel_one_thread, c, 0);
-          if (!vector.empty()) {
-            const std::string label = std::string(pxkit::simd::target_name(vector.front())) + "_1thread";
-            benchmark::RegisterBenchmark(name_of(c, label.c_str()).c_str(), kernel_one_thread, c,
-                                         vector.front());
-          }
-          benchmark::RegisterBenchmark(name_of(c, "pooled").c_str(), pooled_call, c)->UseRealTime();
-        }
+    register_kernels(baseline, vector);
   }
+  for (bool fl : {true, false})
+    for (bool amp16 : {false, true})
+      for (bool il : {false, true})
+        if (!(fl && !amp16 && !il)) register_kernels({640, 480, fl, amp16, il}, vector);  // baseline done
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ HWY_INLINE hn::Vec<DI> LoadSamples(DI di, const std::int16_t* p, std::size_t i) 
   if constexpr (kInterleaved) {
     const hn::Repartition<std::int16_t, DI> d16;
     const auto pairs = hn::BitCast(di, hn::LoadU(d16, p + 2 * i));
-    return hn::Sub(hn::ShiftRight<16>(hn::ShiftLeft<16>(pairs)), hn::ShiftRight<16>(pairs));
+    return PairDifference(di, pairs);
   } else {
     const hn::Rebind<std::int16_t, DI> d16;
     return hn::PromoteTo(di, hn::LoadU(d16, p + i));
@@ -64,6 +64,7 @@ struct VectorRun {
     const auto period = hn::Set(df, p.period);
     const auto mantissa = hn::Set(df, p.mantissa);
     const auto zero = hn::Zero(df);
+    const float* atan_pairs_table = atan_pairs();
 
     std::size_t i = 0;
     for (; i + lanes <= n; i += lanes) {
@@ -72,7 +73,7 @@ struct VectorRun {
       const auto y = hn::ConvertTo(df, K.reversed ? hn::Sub(s270, s90) : hn::Sub(s90, s270));
       const auto x = hn::ConvertTo(df, hn::Sub(LoadSamples<K.interleaved>(di, in.p0, i),
                                                LoadSamples<K.interleaved>(di, in.p180, i)));
-      const auto phase = FastAtan2(df, y, x);
+      const auto phase = FastAtan2(df, y, x, atan_pairs_table);
       auto d = kUnitScale ? hn::Add(phase, offset) : hn::MulAdd(scale, phase, offset);
       d = hn::IfThenElse(d > period, hn::Sub(d, period),
                          hn::IfThenElse(d < zero, hn::Add(d, period), d));

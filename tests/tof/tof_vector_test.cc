@@ -11,11 +11,13 @@ HWY_BEFORE_NAMESPACE();
 namespace pxkit {
 namespace HWY_NAMESPACE {
 
-// n must be a multiple of the lane count (callers pad).
-void AtanArrays(const float* y, const float* x, float* angle, std::size_t n) {
+// n must be a multiple of the lane count (callers pad). `paired` looks the
+// segments up in atan_pairs(), as the single-frequency kernels do.
+void AtanArrays(const float* y, const float* x, float* angle, std::size_t n, bool paired) {
   const hn::ScalableTag<float> df;
+  const float* pairs = paired ? atan_pairs() : nullptr;
   for (std::size_t i = 0; i < n; i += hn::Lanes(df))
-    hn::StoreU(FastAtan2(df, hn::LoadU(df, y + i), hn::LoadU(df, x + i)), df, angle + i);
+    hn::StoreU(FastAtan2(df, hn::LoadU(df, y + i), hn::LoadU(df, x + i), pairs), df, angle + i);
 }
 
 void AmplitudeArrays(const float* x, const float* y, std::int32_t* amplitude, std::size_t n) {
@@ -23,6 +25,13 @@ void AmplitudeArrays(const float* x, const float* y, std::int32_t* amplitude, st
   const hn::RebindToSigned<decltype(df)> di;
   for (std::size_t i = 0; i < n; i += hn::Lanes(df))
     hn::StoreU(Amplitude(df, hn::LoadU(df, x + i), hn::LoadU(df, y + i)), di, amplitude + i);
+}
+
+void FloorSqrtArrays(const float* q, std::int32_t* root, std::size_t n) {
+  const hn::ScalableTag<float> df;
+  const hn::RebindToSigned<decltype(df)> di;
+  for (std::size_t i = 0; i < n; i += hn::Lanes(df))
+    hn::StoreU(FloorSqrt(df, hn::LoadU(df, q + i)), di, root + i);
 }
 
 void LowBits(const std::int32_t* v, std::uint16_t* low16, std::uint8_t* low8, std::size_t n) {
@@ -38,6 +47,7 @@ void LowBits(const std::int32_t* v, std::uint16_t* low16, std::uint8_t* low8, st
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -48,6 +58,7 @@ HWY_AFTER_NAMESPACE();
 namespace pxkit {
 HWY_EXPORT(AtanArrays);
 HWY_EXPORT(AmplitudeArrays);
+HWY_EXPORT(FloorSqrtArrays);
 HWY_EXPORT(LowBits);
 }  // namespace pxkit
 
@@ -80,6 +91,14 @@ TEST_P(TofVector, FastAtan2MatchesScalarBitForBit) {
       y.push_back(static_cast<float>(b));
       x.push_back(static_cast<float>(a));
     }
+  for (int k = 0; k < pxkit::kAtanGridPoints; ++k) {  // every table segment, each quadrant
+    const float ratio = (static_cast<float>(k) + 0.5f) / 16.0f;
+    for (float sx : {1.0f, -1.0f})
+      for (float sy : {1.0f, -1.0f}) {
+        y.push_back(sy * ratio);
+        x.push_back(sx);
+      }
+  }
   const auto special = special_values();
   for (float b : special)
     for (float a : special) {
@@ -98,10 +117,12 @@ TEST_P(TofVector, FastAtan2MatchesScalarBitForBit) {
   std::vector<float> angle(y.size());
   auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::AtanArrays));
   ASSERT_NE(kernel, nullptr);
-  kernel(y.data(), x.data(), angle.data(), y.size());
-  for (std::size_t i = 0; i < y.size(); ++i)
-    ASSERT_TRUE(pxtest::same_bits(angle[i], pxkit::fast_atan2_scalar(y[i], x[i])))
-        << "y=" << y[i] << " x=" << x[i] << " vector " << angle[i];
+  for (bool paired : {false, true}) {
+    kernel(y.data(), x.data(), angle.data(), y.size(), paired);
+    for (std::size_t i = 0; i < y.size(); ++i)
+      ASSERT_TRUE(pxtest::same_bits(angle[i], pxkit::fast_atan2_scalar(y[i], x[i])))
+          << "y=" << y[i] << " x=" << x[i] << " paired " << paired << " vector " << angle[i];
+  }
 }
 
 TEST_P(TofVector, AmplitudeMatchesScalar) {
@@ -119,6 +140,36 @@ TEST_P(TofVector, AmplitudeMatchesScalar) {
   kernel(xs.data(), ys.data(), amplitude.data(), xs.size());
   for (std::size_t i = 0; i < xs.size(); ++i)
     ASSERT_EQ(amplitude[i], pxkit::amplitude_scalar(xs[i], ys[i])) << xs[i] << ", " << ys[i];
+}
+
+// The f32 root can only land on the wrong integer next to a perfect square,
+// so every square up to the largest amplitude is tried with the f32 values
+// around it; q = x*x + y*y reaches 2 * 131070^2 (interleaved differences).
+TEST_P(TofVector, FloorSqrtIsExactAroundEverySquare) {
+  const float largest_q = std::fma(131070.0f, 131070.0f, 131070.0f * 131070.0f);
+  const auto last_root = static_cast<std::int32_t>(std::sqrt(static_cast<double>(largest_q))) + 1;
+  std::vector<float> q;
+  for (std::int32_t m = 0; m <= last_root; ++m) {
+    const auto square = static_cast<float>(static_cast<double>(m) * m);  // rounded to nearest
+    float below = square, above = square;
+    q.push_back(square);
+    for (int step = 0; step < 2; ++step) {
+      below = std::nextafter(below, 0.0f);
+      above = std::nextafter(above, largest_q * 2.0f);
+      q.push_back(below);
+      q.push_back(above);
+    }
+  }
+  std::uniform_int_distribution<std::uint32_t> bits(0, std::bit_cast<std::uint32_t>(largest_q));
+  for (int n = 0; n < 100000; ++n) q.push_back(std::bit_cast<float>(bits(pxtest::rng())));
+  pad(q);
+  std::vector<std::int32_t> root(q.size());
+  auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::FloorSqrtArrays));
+  ASSERT_NE(kernel, nullptr);
+  kernel(q.data(), root.data(), q.size());
+  for (std::size_t i = 0; i < q.size(); ++i)
+    ASSERT_EQ(root[i], static_cast<std::int32_t>(std::sqrt(static_cast<double>(q[i]))))
+        << "q=" << q[i];
 }
 
 TEST_P(TofVector, StoresKeepTheLowBits) {
