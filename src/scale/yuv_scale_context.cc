@@ -24,17 +24,21 @@ void destroy_bilinear(void* ctx) {
 // Allocates the intermediate rows: whole frame, every source row plus the one
 // beyond (read when up-scaling); banded, the luma ring and two chroma rings.
 bool allocate_intermediate(img_scale_ctx& c, bool banded) {
+  constexpr std::uint64_t kMaxElements = std::uint64_t{1} << 40;  // more cannot be allocated
   const std::uint64_t width = c.dst_width, chroma_width = c.dst_width >> 1;
   std::uint64_t elements = 0;
   if (banded) {
     const std::uint64_t lines = std::uint64_t{c.src_height} * 16 / c.dst_height + 6;
     if (lines > UINT32_MAX) return false;
     c.interm_buf_lines = static_cast<std::uint32_t>(lines);
-    elements = lines * width + 2 * (lines >> 1) * chroma_width;
+    // Each term below 2^64 (lines < 2^32, widths < 2^32); checked one by one.
+    const std::uint64_t luma = lines * width, chroma = (lines >> 1) * chroma_width;
+    if (luma > kMaxElements || chroma > kMaxElements) return false;
+    elements = luma + 2 * chroma;
   } else {
     elements = (std::uint64_t{c.src_height} + 1) * width;
   }
-  if (elements > (std::uint64_t{1} << 40)) return false;  // not representable here
+  if (elements > kMaxElements) return false;
   c.intermediate = static_cast<std::uint16_t*>(
       mem::allocate(static_cast<std::size_t>(elements + 1) * sizeof(std::uint16_t)));
   if (c.intermediate == nullptr) return false;
