@@ -39,11 +39,16 @@ HWY_INLINE VU Byte(VU words) {
   return hn::And(hn::ShiftRight<kShift>(words), hn::Set(DU(), 0xFFu));
 }
 
-// Q7 intermediate of one channel from its two samples a, b and packed (w0, w1).
-HWY_INLINE VU Blend(VU a, VU b, VU weights) {
-  const VU w0 = hn::And(weights, hn::Set(DU(), 0xFFFFu));
-  const VU w1 = hn::ShiftRight<16>(weights);
-  return hn::ShiftRight<4>(hn::Add(hn::Mul(a, w0), hn::Mul(b, w1)));
+// Q7 intermediate of one channel: `pairs` holds its two samples a, b as the
+// low and high 16 bits of each lane, `weights` (w0, w1) likewise; a x w0 +
+// b x w1 is one pairwise widening multiply-add (exact: at most 255 x 2048 x 2).
+HWY_INLINE VU Blend(VU pairs, VU weights) {
+  const DI di;
+  const hn::Repartition<std::int16_t, DI> d16;
+  VI odd = hn::Zero(di);
+  const VI even = hn::ReorderWidenMulAccumulate(di, hn::BitCast(d16, pairs),
+                                                hn::BitCast(d16, weights), hn::Zero(di), odd);
+  return hn::ShiftRight<4>(hn::BitCast(DU(), hn::RearrangeToOddPlusEven(even, odd)));
 }
 
 HWY_INLINE void StoreQ7(VU t, std::uint16_t* dst) {
@@ -57,7 +62,9 @@ void HLuma(const std::uint8_t* src, const yuv_bilinear_tables& t, std::uint16_t*
   std::size_t i = 0;
   for (; i + n <= t.word_safe_columns; i += n) {
     const VU words = Words(src, hn::BitCast(DI(), hn::LoadU(DU(), t.column_index + i)));
-    StoreQ7(Blend(Byte<0>(words), Byte<8>(words), hn::LoadU(DU(), weights + i)), dst + i);
+    // Bytes 0 and 1 of the word become 16-bit halves 0 and 1.
+    const VU pairs = hn::Or(Byte<0>(words), hn::ShiftLeft<8>(hn::And(words, hn::Set(DU(), 0xFF00u))));
+    StoreQ7(Blend(pairs, hn::LoadU(DU(), weights + i)), dst + i);
   }
   for (; i < t.dst_width; ++i) {
     dst[i] = bilinear_h_sample(src + t.column_index[i], t.column_weights[2 * i],
@@ -74,8 +81,10 @@ void HChroma(const std::uint8_t* src, const yuv_bilinear_tables& t, std::uint16_
     const VI offsets = hn::ShiftLeft<1>(hn::BitCast(DI(), hn::LoadU(DU(), t.column_index + i)));
     const VU words = Words(src, offsets);
     const VU w = hn::LoadU(DU(), weights + i);
-    StoreQ7(Blend(Byte<0>(words), Byte<16>(words), w), dst0 + i);
-    StoreQ7(Blend(Byte<8>(words), Byte<24>(words), w), dst1 + i);
+    // Bytes 0 and 2 are the first channel's two samples, bytes 1 and 3 the second's.
+    const VU even_bytes = hn::Set(DU(), 0x00FF00FFu);
+    StoreQ7(Blend(hn::And(words, even_bytes), w), dst0 + i);
+    StoreQ7(Blend(hn::And(hn::ShiftRight<8>(words), even_bytes), w), dst1 + i);
   }
   for (; i < t.dst_width; ++i) {
     const std::uint8_t* pair = src + std::size_t{t.column_index[i]} * 2;
