@@ -207,6 +207,45 @@ PXKIT_API int32_t fixed2float(fixed_float_context* ctx, uint32_t count, const vo
 PXKIT_API int32_t float2fixed(fixed_float_context* ctx, uint32_t count, const float* floats,
                               void* fixed);
 
+/* ---- 8-bit YUV 4:2:0 frame scaling (NV12 -> I420) ------------------------ */
+
+/* Image record of the 8-bit scaling calls: plane pointers and row strides in
+ * bytes. Planes a format does not use are ignored. */
+typedef struct img_planes {
+  uint8_t* plane[4];      /* planes 0, 1, 2; the fourth is never read */
+  uint32_t stride[3];     /* bytes per row of planes 0, 1, 2 */
+} img_planes;             /* 48 bytes on LP64; keep this layout */
+
+/* Pixel formats (one byte each in the library). */
+#define PXKIT_FORMAT_YUV420SP 1u /* luma plane, then one plane of interleaved chroma pairs (NV12) */
+#define PXKIT_FORMAT_YUV420P 2u  /* luma plane, then two chroma planes (I420) */
+/* Scale methods. */
+#define PXKIT_SCALE_BILINEAR 2u /* bilinear, up or down */
+#define PXKIT_SCALE_AREA 3u     /* area average; both sides must shrink strictly */
+/* Flags of create_img_scale_ctx. */
+#define PXKIT_SCALE_FLAG_TABLE_ROWS 1u /* whole-frame bilinear driver that reads its row count from
+                                        * the tables (same results as without) */
+#define PXKIT_SCALE_FLAG_BANDED 4u     /* each img_scale call makes the next 16-row band */
+
+/* Context that scales format-1 frames of src_width x src_height into format-2
+ * frames of dst_width x dst_height (chroma sizes are the luma sizes >> 1), by
+ * `method`. Refuses (null, one line on standard output) zero arguments, other
+ * formats or methods, equal sizes, and for PXKIT_SCALE_AREA sizes that do not
+ * shrink in both directions; an area context prints its two factors. Runs on
+ * the caller's thread. Free with destroy_img_scale_ctx. Bilinear up-scaling
+ * reads one column and one row beyond the source (luma and chroma): source
+ * buffers must hold them. */
+PXKIT_API void* create_img_scale_ctx(uint32_t src_width, uint32_t src_height, uint32_t dst_width,
+                                     uint32_t dst_height, uint32_t src_format, uint32_t dst_format,
+                                     uint32_t method, uint32_t flags);
+/* Scales one frame (or, banded, writes the next band of 16 luma and 8 chroma
+ * rows at the start of the destination planes). Returns 0; -1 for a null
+ * pointer, -2 for a bad context, -3 for a context without a driver. Allocates
+ * nothing; one thread at a time per context. */
+PXKIT_API int32_t img_scale(void* ctx, const img_planes* src, const img_planes* dst);
+/* Frees a context of either method; null is ignored. */
+PXKIT_API void destroy_img_scale_ctx(void* ctx);
+
 #ifdef __cplusplus
 }  /* extern "C" */
 #endif

@@ -4,7 +4,7 @@
 #   demo: what `make demo` needs (compiler, Highway, libpng, libtiff, CLI11, cairo)
 #   test: demo plus GoogleTest, Google Benchmark, the aarch64 cross tools and the
 #         arm64 (multiarch) libraries the tool links, dpkg-dev for the packages
-#   bench, all: test plus OpenCV for the optional benchmark baselines
+#   bench, all: test plus OpenCV, libyuv, Eigen and LAPACKE for the optional benchmark baselines
 # As root it runs apt-get; otherwise it prints the exact command and stops.
 set -euo pipefail
 
@@ -24,6 +24,7 @@ case "$group" in
       dpkg-dev                                          # dpkg-shlibdeps: Depends of the Debian packages
     )
     [ "$group" = test ] || packages+=(libopencv-dev)    # optional baselines in the benchmarks
+    [ "$group" = test ] || packages+=(libyuv-dev)       # libyuv baseline of yuv_scale_bench
     ;;
   *) echo "usage: $0 [demo|test|bench|all]" >&2; exit 2 ;;
 esac

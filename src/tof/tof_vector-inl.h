@@ -87,7 +87,7 @@ HWY_INLINE void GatherSegment(DF df, hn::Vec<hn::RebindToSigned<DF>> i, const fl
 // The saturated results are the last table entry folded like any other.
 static_assert(atan_detail::kPi - atan_detail::kSaturated == atan_detail::kSaturatedQ2);
 static_assert(atan_detail::kPi + atan_detail::kSaturated == atan_detail::kSaturatedQ3);
-static_assert(atan_detail::kTwoPi - atan_detail::kSaturated == atan_detail::kSaturatedQ4);
+static_assert(kTwoPi - atan_detail::kSaturated == atan_detail::kSaturatedQ4);
 static_assert(2047.0f / 16.0f < atan_detail::kSaturationRatio);
 
 // Angle of (x, y) in [0, 2 pi), as fast_atan2_scalar:

@@ -15,6 +15,7 @@
 #include "demo_pictures.h"
 #include "demo_samples.h"
 #include "scene.h"
+#include "demo_yuv_panel.h"
 #include "stage_timer.h"
 
 namespace pxcli {
@@ -89,7 +90,8 @@ int run_demo(int argc, const char* const* argv) {
   CLI::App app("Synthesises a ToF scene with known ground truth (a room corner, a ramp, a sphere and\n"
                "a staircase running past the first wrap), decodes it with libpxkit (single frequency:\n"
                "f32 and fixed16 depth, u16 amplitude; dual frequency m0 = 3, m1 = 2), writes PNG\n"
-               "pictures and prints speed and accuracy per stage.",
+               "pictures and prints speed and accuracy per stage. Then scales a 1920x1080 NV12\n"
+               "colour chart to 1280x720 I420 (bilinear and area, whole frame and banded).",
                "pxkit demo");
   app.add_option("--out", args.out_dir, "output folder (created if missing)")->capture_default_str();
   app.add_option("--size", size_text, "frame size WIDTHxHEIGHT, at least 8x8")->capture_default_str();
@@ -109,6 +111,7 @@ int run_demo(int argc, const char* const* argv) {
   StagedOutputs outputs;
   const DemoPictures pictures = stage_demo_pictures(outputs, args.out_dir, mod);
   const DemoSamples samples = stage_demo_samples(outputs, args.out_dir);
+  const YuvPanel yuv_panel = stage_yuv_panel(outputs, args.out_dir);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -181,11 +184,14 @@ int run_demo(int argc, const char* const* argv) {
                 static_cast<unsigned long long>(dual.correct_wraps), static_cast<unsigned long long>(dual.pixels));
   print_row("dual-frequency f32 depth + amp", dual_ms, size, wraps);
 
+  run_yuv_panel(yuv_panel);
+
   write_demo_pictures(pictures, frames, mod);
   write_demo_samples(samples, scene);
   outputs.commit();
   std::printf("pictures in %s/:", args.out_dir.c_str());
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
+  for (const std::string& name : yuv_panel.names) std::printf(" %s", name.c_str());
   std::printf("\nsample planes in %s/ (16-bit PNG, frequency 0 then 1); decode them in metres with:\n",
               samples.dir.c_str());
   for (const std::string& command : demo_decode_commands(samples, args.out_dir, mod)) {

@@ -19,7 +19,8 @@ constexpr const char* kUsage =
     "commands:\n"
     "  demo      decode a synthetic ToF scene, write pictures, print speed and accuracy\n"
     "  tof       decode real ToF sample images (4 files, or 8 with --dual)\n"
-    "  version   print the library version\n";
+    "  version   print the library version\n"
+    "  yuv       scale a raw NV12 frame into a raw I420 frame (bilinear or area)\n";
 
 }  // namespace
 
@@ -50,6 +51,7 @@ int main(int argc, char** argv) {
     if (command == "demo") return run_demo(argc - 1, argv + 1);
     if (command == "tof") return run_tof(argc - 1, argv + 1);
     if (command == "version" || command == "--version") return run_version(argc - 1, argv + 1);
+    if (command == "yuv") return run_yuv(argc - 1, argv + 1);
     std::fprintf(stderr, "pxkit: unknown command '%s' (see 'pxkit --help')\n", command.c_str());
     return kExitUsage;
   } catch (const CliError& e) {
