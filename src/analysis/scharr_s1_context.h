@@ -21,5 +21,5 @@ struct sparse_scharr_s1_ctx {
   pxkit::thread_pool* pool;   // null when single-threaded
   std::uint32_t number_of_parallel;  // stripes per frame (pooled when > 1)
   pxkit::analysis::s1_stripe stripes[pxkit::analysis::kMaxS1Stripes];
-  const pxkit::analysis::s1_kernels* kernels;  // chosen at init for this CPU
+  const pxkit::analysis::S1KernelTable* kernels;  // chosen at init for this CPU
 };

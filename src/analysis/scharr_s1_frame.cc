@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 #include "analysis/scharr_s1_context.h"
 #include "analysis/scharr_s1_layout.h"
@@ -60,41 +61,43 @@ std::int32_t s1_frame(void* context, const void* src, void* dst, bool relative,
   }
   zero_frame(out, w, h, elem);
   if (epsilon == 0.0f) epsilon = kDefaultEpsilon;
-  const s1_kernels& k = *ctx->kernels;
+  const S1KernelTable& k = *ctx->kernels;
   const std::size_t first = w + 1;  // row 1, column 1
   if (!pooled) {
-    // One stripe over the whole interior; the relative test is not used here.
+    // One stripe over the whole interior with the plain test of the type: the
+    // relative test is not used on this path.
     s1_stripe whole{};
     whole.width = ctx->width;
-    whole.rows = ctx->height > 2 ? ctx->height - 2 : 0;
+    whole.rows = static_cast<std::uint32_t>(s1_interior_rows(ctx->height));
     whole.threshold = threshold;
     whole.epsilon = epsilon;
     whole.src = whole.rows > 0 ? in + first * elem : in;
     whole.dst = whole.rows > 0 ? out + first * elem : out;
     whole.smooth = ctx->smooth_rows;
     whole.diff = ctx->diff_rows;
-    const thread_pool_func kernel = data_type == SPARSE_SCHARR_S1_U16 ? k.u16_plain : k.f32_plain;
-    kernel(reinterpret_cast<std::uint64_t>(&whole), 0);
+    const thread_pool_func kernel = k[data_type == SPARSE_SCHARR_S1_U16 ? kS1U16Plain : kS1F32Plain];
+    kernel(reinterpret_cast<std::uintptr_t>(&whole), 0);
     return 0;
   }
-  const thread_pool_func kernel = data_type == SPARSE_SCHARR_S1_U16 ? k.u16_plain
-                                  : relative                         ? k.f32_relative
-                                                                     : k.f32_plain;
-  const std::uint32_t stripes = ctx->number_of_parallel;
-  const std::size_t rows_per = s1_split(ctx->height, stripes).rows_per;
-  std::uint32_t queued = 0;
-  for (std::uint32_t i = 0; i < stripes; ++i) {
-    s1_stripe& s = ctx->stripes[i];
+  // Pooled: u16 plain; f32 relative when asked for, else f32 plain.
+  const thread_pool_func kernel = k[data_type == SPARSE_SCHARR_S1_U16 ? kS1U16Plain
+                                    : relative                         ? kS1F32Relative
+                                                                       : kS1F32Plain];
+  const std::span blocks(ctx->stripes, ctx->number_of_parallel);
+  stripes::Span spans[kMaxS1Stripes];
+  s1_split(ctx->height, std::span(spans, blocks.size()));
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    s1_stripe& s = blocks[i];
     // An empty stripe keeps the image's base: it is queued but writes nothing.
-    const std::size_t at = s.rows > 0 ? (first + i * rows_per * w) * elem : 0;
+    const std::size_t at =
+        s.rows > 0 ? (first + static_cast<std::size_t>(spans[i].first) * w) * elem : 0;
     s.src = in + at;
     s.dst = out + at;
     s.threshold = threshold;
     s.epsilon = epsilon;
     s.task.func = kernel;
-    if (thread_pool_add_task(ctx->pool, &s.task) == 0) ++queued;
   }
-  for (std::uint32_t i = 0; i < queued; ++i) thread_pool_wait(ctx->pool);
+  stripes::run(ctx->pool, blocks);
   return 0;
 }
 

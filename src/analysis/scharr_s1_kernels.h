@@ -11,6 +11,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "common/stripes.h"
 #include "threadpool/thread_pool.h"
 
 namespace pxkit::analysis {
@@ -31,20 +32,16 @@ struct s1_stripe {
   std::uint32_t index;  // 0..7
 };
 
-// Kernel table: the plain tests of both types and the relative test of f32.
-struct s1_kernels {
-  thread_pool_func u16_plain;
-  thread_pool_func f32_plain;
-  thread_pool_func f32_relative;
-};
+// Kernel table, in this order: the plain tests of both types and the
+// relative test of f32 (the choice table is in scharr_s1_frame.cc).
+using S1KernelTable = stripes::KernelTable<3>;
+inline constexpr std::size_t kS1U16Plain = 0;
+inline constexpr std::size_t kS1F32Plain = 1;
+inline constexpr std::size_t kS1F32Relative = 2;
 
-const s1_kernels& s1_scalar_kernels();
+const S1KernelTable& s1_scalar_kernels();
 // The best usable vector target's table, or the scalar one.
-const s1_kernels& s1_active_kernels();
-
-inline s1_stripe& s1_stripe_of(std::uint64_t arg0) {
-  return *reinterpret_cast<s1_stripe*>(static_cast<std::uintptr_t>(arg0));
-}
+const S1KernelTable& s1_active_kernels();
 
 // ---- Per-pixel rules ------------------------------------------------------
 
@@ -120,7 +117,7 @@ using s1_acc = std::conditional_t<std::is_same_v<T, float>, float, std::int32_t>
 template <class Rows, class T, S1Test kTest>
 std::int32_t s1_run_stripe(std::uint64_t arg0, std::uint64_t /*arg1*/) {
   using A = s1_acc<T>;
-  const s1_stripe& st = s1_stripe_of(arg0);
+  const s1_stripe& st = stripes::block_of<s1_stripe>(arg0);
   if (st.rows == 0 || st.width < 3) return 0;
   const std::size_t w = st.width;
   const S1Limits<T> limits(st);
@@ -149,7 +146,7 @@ std::int32_t s1_run_stripe(std::uint64_t arg0, std::uint64_t /*arg1*/) {
 }
 
 template <class Rows>
-constexpr s1_kernels make_s1_kernels() {
+constexpr S1KernelTable make_s1_kernels() {
   return {&s1_run_stripe<Rows, std::uint16_t, S1Test::kPlain>,
           &s1_run_stripe<Rows, float, S1Test::kPlain>,
           &s1_run_stripe<Rows, float, S1Test::kRelative>};

@@ -3,32 +3,26 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
+
+#include "common/stripes.h"
 
 namespace pxkit::analysis {
 
-struct S1Split {
-  std::uint32_t rows_per;  // rows of each stripe but the last; stripe k starts at row 1 + k x rows_per
-  std::uint32_t rows[8];   // rows of each stripe (0 for an empty one)
-};
+// Interior rows of an image (none below height 3).
+inline std::int64_t s1_interior_rows(std::uint32_t height) {
+  return std::max<std::int64_t>(0, std::int64_t{height} - 2);
+}
 
-// Every stripe but the last gets rows_per = ceil(n / T) rows and the last the
-// rest (n = height - 2). When that would hand stripes rows past the interior
-// (height 7, T 4: rows_per 2, last -1), the counts are clamped:
-// min(rows_per, max(0, n - k rows_per)) for k < T - 1, max(0, n - rows_per
-// (T - 1)) for the last. Equal to the plain rule whenever it is valid; never
-// reaches row 0, row height - 1 or beyond.
-inline S1Split s1_split(std::uint32_t height, std::uint32_t stripes) {
-  S1Split split{};
-  const std::int64_t n = std::max<std::int64_t>(0, std::int64_t{height} - 2);
-  const std::int64_t t = std::clamp<std::int64_t>(stripes, 1, 8);
-  const std::int64_t per = (n + t - 1) / t;
-  split.rows_per = static_cast<std::uint32_t>(per);
-  for (std::int64_t k = 0; k < t; ++k) {
-    const std::int64_t left = std::max<std::int64_t>(0, n - k * per);
-    split.rows[k] = static_cast<std::uint32_t>(k + 1 < t ? std::min(per, left)
-                                                         : std::max<std::int64_t>(0, n - per * (t - 1)));
-  }
-  return split;
+// Every stripe but the last gets ceil(n / T) rows and the last the rest, as
+// stripes::split clamps it: when that would hand stripes rows past the
+// interior (height 7, T 4: 2, 2, 1 and 0 instead of 2, 2, 2, -1) the trailing
+// stripes get fewer or none, so no stripe reaches row 0, row height - 1 or
+// beyond. Span units are interior rows: stripe k starts at row 1 + first.
+inline void s1_split(std::uint32_t height, std::span<stripes::Span> spans) {
+  const std::int64_t n = s1_interior_rows(height);
+  const auto t = static_cast<std::int64_t>(spans.size());
+  stripes::split(n, (n + t - 1) / t, spans);
 }
 
 }  // namespace pxkit::analysis

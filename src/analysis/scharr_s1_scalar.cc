@@ -21,10 +21,10 @@ struct ScalarRows {
   }
 };
 
-constexpr s1_kernels kScalar = make_s1_kernels<ScalarRows>();
+constexpr S1KernelTable kScalar = make_s1_kernels<ScalarRows>();
 
 }  // namespace
 
-const s1_kernels& s1_scalar_kernels() { return kScalar; }
+const S1KernelTable& s1_scalar_kernels() { return kScalar; }
 
 }  // namespace pxkit::analysis

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "analysis/scharr_s1_context.h"
 #include "analysis/scharr_s1_layout.h"
@@ -26,9 +27,9 @@ bool make_scratch(sparse_scharr_s1_ctx& ctx, std::uint32_t stripes) {
     s.width = ctx.width;
     s.smooth = static_cast<std::int32_t*>(ctx.smooth_rows) + k * per_stripe;
     s.diff = static_cast<std::int32_t*>(ctx.diff_rows) + k * per_stripe;
-    s.task.arg0 = reinterpret_cast<std::uint64_t>(&s);
-    s.index = k;
   }
+  // The frame call sets each task's kernel: it depends on the data type.
+  stripes::bind(std::span(ctx.stripes, stripes), nullptr);
   return true;
 }
 
@@ -65,8 +66,10 @@ extern "C" PXKIT_API void* init_sparse_scharr_s1_ctx(uint32_t threads, uint32_t 
         mem::release(ctx);
         return nullptr;
       }
-      const S1Split split = s1_split(height, stripes);
-      for (std::uint32_t k = 0; k < stripes; ++k) ctx->stripes[k].rows = split.rows[k];
+      stripes::Span spans[kMaxS1Stripes];
+      s1_split(height, std::span(spans, stripes));
+      for (std::uint32_t k = 0; k < stripes; ++k)
+        ctx->stripes[k].rows = static_cast<std::uint32_t>(spans[k].count);
       return ctx;
     }
   } else {

@@ -17,8 +17,8 @@ HWY_BEFORE_NAMESPACE();
 namespace pxkit::analysis::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
-const s1_kernels* S1VectorKernels() { return nullptr; }
+#if !PXKIT_NATIVE_FMA_TARGET
+const S1KernelTable* S1VectorKernels() { return nullptr; }
 #else
 
 using DI = hn::ScalableTag<std::int32_t>;
@@ -100,8 +100,8 @@ struct VectorRows {
   }
 };
 
-const s1_kernels* S1VectorKernels() {
-  static constexpr s1_kernels kKernels = make_s1_kernels<VectorRows>();
+const S1KernelTable* S1VectorKernels() {
+  static constexpr S1KernelTable kKernels = make_s1_kernels<VectorRows>();
   return &kKernels;
 }
 
@@ -115,10 +115,8 @@ namespace pxkit::analysis {
 
 HWY_EXPORT(S1VectorKernels);
 
-const s1_kernels& s1_active_kernels() {
-  const auto getter = simd::select(HWY_DISPATCH_TABLE(S1VectorKernels));
-  const s1_kernels* kernels = getter != nullptr ? getter() : nullptr;
-  return kernels != nullptr ? *kernels : s1_scalar_kernels();
+const S1KernelTable& s1_active_kernels() {
+  return stripes::choose_table(HWY_DISPATCH_TABLE(S1VectorKernels), s1_scalar_kernels());
 }
 
 }  // namespace pxkit::analysis

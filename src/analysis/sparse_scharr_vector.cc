@@ -10,14 +10,15 @@
 #include <cstdint>
 
 #include "analysis/sparse_scharr_kernels.h"
+#include "common/stripes.h"
 #include "simd/dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace pxkit::analysis::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Only targets with native fused multiply-add are ever chosen (simd/dispatch.h).
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+// Only targets with native fused multiply-add are ever chosen (common/stripes.h).
+#if !PXKIT_NATIVE_FMA_TARGET
 const sparse_scharr_kernels* SparseScharrVectorKernels() { return nullptr; }
 #else
 
