@@ -88,7 +88,13 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_EQ(w, 96u) << name;
     EXPECT_EQ(h, 72u) << name;
   }
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 6)
+  // The edge panel: before and after s1 side by side, 8 pixels apart.
+  std::uint32_t w = 0, h = 0;
+  EXPECT_NO_THROW(read_png_grey8(pics + "/edges_s1_0-7.50m.png", w, h));
+  EXPECT_EQ(w, 2 * 96u + 8);
+  EXPECT_EQ(h, 72u);
+  EXPECT_NE(run.out.find("\ns1 edge suppression f32, 2 threads "), std::string::npos) << run.out;
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 7)
       << "temporary files left behind";
 }
 

@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "decoders.h"
 #include "demo_pictures.h"
+#include "edges_demo.h"
 #include "scene.h"
 #include "stage_timer.h"
 
@@ -63,6 +64,7 @@ int run_demo(int argc, const char* const* argv) {
   const Modulation mod;
   StagedOutputs outputs;
   const DemoPictures pictures = stage_demo_pictures(outputs, args.out_dir, mod);
+  const EdgePanel edge_panel = stage_edge_panel(outputs, args.out_dir, mod);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -135,10 +137,15 @@ int run_demo(int argc, const char* const* argv) {
                 static_cast<unsigned long long>(dual.correct_wraps), static_cast<unsigned long long>(dual.pixels));
   print_row("dual-frequency f32 depth + amp", dual_ms, size, wraps);
 
+  // Edge panel: flying pixels on the depth edges, before and after s1.
+  const EdgePanelFigures edges = run_edge_panel(edge_panel, scene, mod, args.verbose);
+  print_row("s1 edge suppression f32, 2 threads", edges.ms, size, edges.summary);
+
   write_demo_pictures(pictures, frames, mod);
   outputs.commit();
   std::printf("pictures in %s/:", args.out_dir.c_str());
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
+  std::printf(" %s", edge_panel.name.c_str());
   std::printf("\n");
   return 0;
 }

@@ -18,7 +18,9 @@ constexpr const char* kUsage =
     "commands:\n"
     "  demo      decode a synthetic ToF scene, write pictures, print speed and accuracy\n"
     "  tof       decode real ToF sample images (4 files, or 8 with --dual)\n"
-    "  version   print the library version\n";
+    "  version   print the library version\n"
+    "  edges     cut flying pixels on steep edges out of a depth map (Scharr s1)\n"
+    "  gradient  sparse Scharr gradient magnitude of a picture on a coarse grid\n";
 
 }  // namespace
 
@@ -49,6 +51,8 @@ int main(int argc, char** argv) {
     if (command == "demo") return run_demo(argc - 1, argv + 1);
     if (command == "tof") return run_tof(argc - 1, argv + 1);
     if (command == "version" || command == "--version") return run_version(argc - 1, argv + 1);
+    if (command == "edges") return run_edges(argc - 1, argv + 1);
+    if (command == "gradient") return run_gradient(argc - 1, argv + 1);
     std::fprintf(stderr, "pxkit: unknown command '%s' (see 'pxkit --help')\n", command.c_str());
     return kExitUsage;
   } catch (const CliError& e) {
