@@ -111,9 +111,10 @@ template <class T>
 using s1_acc = std::conditional_t<std::is_same_v<T, float>, float, std::int32_t>;
 
 // Runs one stripe with Rows::pass(src_row, width, s, d), which fills s[c] and
-// d[c] for 1 <= c <= width - 2, and Rows::combine<kTest>(s3, d3, src_row,
-// dst_row, width, limits), which writes dst_row[c] for the same columns.
-// The source row pointers passed to both are at column 0.
+// d[c] for 1 <= c <= width - 2, and Rows::next_row<kTest>(s3, d3, src_row,
+// dst_row, width, limits), which first passes the row below src_row into
+// s3[2], d3[2] and then writes dst_row[c] for the same columns (a vector
+// kernel may do both in one sweep). Source row pointers are at column 0.
 template <class Rows, class T, S1Test kTest>
 std::int32_t s1_run_stripe(std::uint64_t arg0, std::uint64_t /*arg1*/) {
   using A = s1_acc<T>;
@@ -134,8 +135,7 @@ std::int32_t s1_run_stripe(std::uint64_t arg0, std::uint64_t /*arg1*/) {
   Rows::pass(src, w, s[1], d[1]);
   for (std::size_t r = 0; r < st.rows; ++r) {
     const T* row = src + r * w;
-    Rows::pass(row + w, w, s[2], d[2]);
-    Rows::template combine<kTest>(s, d, row, dst + r * w, w, limits);
+    Rows::template next_row<kTest>(s, d, row, dst + r * w, w, limits);
     // Slide: the middle row becomes the top, the bottom the middle.
     A* const s_top = s[0];
     A* const d_top = d[0];

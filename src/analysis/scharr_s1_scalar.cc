@@ -14,8 +14,9 @@ struct ScalarRows {
   }
 
   template <S1Test kTest, class T, class A>
-  static void combine(A* const s[3], A* const d[3], const T* p, T* out, std::size_t w,
-                      const S1Limits<T>& limits) {
+  static void next_row(A* const s[3], A* const d[3], const T* p, T* out, std::size_t w,
+                       const S1Limits<T>& limits) {
+    pass(p + w, w, s[2], d[2]);
     for (std::size_t c = 1; c + 1 < w; ++c)
       out[c] = s1_result<kTest>(s1_sum(s[0][c], s[2][c], d[0][c], d[1][c], d[2][c]), p[c], limits);
   }

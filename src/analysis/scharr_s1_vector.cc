@@ -83,20 +83,30 @@ struct VectorRows {
     }
   }
 
+  // The row below is passed and the output row combined in one sweep, so
+  // that the new s and d values are used while still in registers.
   template <S1Test kTest, class T, class A>
-  static void combine(A* const s[3], A* const d[3], const T* p, T* out, std::size_t w,
-                      const S1Limits<T>& limits) {
+  static void next_row(A* const s[3], A* const d[3], const T* p, T* out, std::size_t w,
+                       const S1Limits<T>& limits) {
     using D = std::conditional_t<std::is_same_v<A, float>, DF, DI>;
     const D da;
     const std::size_t lanes = hn::Lanes(da);
+    const T* below = p + w;
     std::size_t c = 1;
     for (; c + lanes + 1 <= w; c += lanes) {
-      const auto sum = Sum(hn::LoadU(da, s[0] + c), hn::LoadU(da, s[2] + c), hn::LoadU(da, d[0] + c),
-                           hn::LoadU(da, d[1] + c), hn::LoadU(da, d[2] + c));
+      const auto l = LoadPixels(below + c - 1), r = LoadPixels(below + c + 1);
+      const auto s_b = Smooth(l, LoadPixels(below + c), r);
+      const auto d_b = hn::Sub(r, l);
+      hn::StoreU(s_b, da, s[2] + c);
+      hn::StoreU(d_b, da, d[2] + c);
+      const auto sum = Sum(hn::LoadU(da, s[0] + c), s_b, hn::LoadU(da, d[0] + c), hn::LoadU(da, d[1] + c), d_b);
       StoreResult<kTest>(sum, p + c, limits, out + c);
     }
-    for (; c + 1 < w; ++c)
+    for (; c + 1 < w; ++c) {
+      s[2][c] = s1_smooth(below[c - 1], below[c], below[c + 1]);
+      d[2][c] = s1_diff(below[c - 1], below[c + 1]);
       out[c] = s1_result<kTest>(s1_sum(s[0][c], s[2][c], d[0][c], d[1][c], d[2][c]), p[c], limits);
+    }
   }
 };
 
