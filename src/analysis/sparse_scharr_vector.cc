@@ -36,7 +36,6 @@ HWY_INLINE void SmoothDiffLanes(D d, hn::Vec<D> l, hn::Vec<D> m, hn::Vec<D> r, h
 // Magnitude and code of one vector of grid points from gx and gy.
 HWY_INLINE void FinishPoints(VI16 gx, VI16 gy, const std::uint8_t* HWY_RESTRICT table,
                              std::uint8_t* HWY_RESTRICT magnitude, std::uint8_t* HWY_RESTRICT code) {
-  const DI16 di16;
   const hn::Rebind<std::uint8_t, DI16> du8;
   // |gx| + |gy| <= 510; the saturating narrowing clamps it to 255.
   hn::StoreU(hn::DemoteTo(du8, hn::Add(hn::Abs(gx), hn::Abs(gy))), du8, magnitude);
