@@ -31,8 +31,7 @@ struct sparse_scharr_kernels {
   sparse_combine combine;
 };
 
-// The reference row pass (any step); vector tables use it for the steps they
-// have no kernel of their own for.
+// The reference row pass (any step).
 void sparse_row_pass_scalar(const std::uint8_t* row, const GridColumns& g, std::int16_t* smooth,
                             std::int16_t* diff);
 

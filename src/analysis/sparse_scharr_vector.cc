@@ -134,21 +134,31 @@ void RowPassStep1(const std::uint8_t* row, const GridColumns& g, std::int16_t* s
   for (; j < g.count; ++j) StoreRowValues(g, row, j, smooth, diff);
 }
 
-// Step 4: the four bytes from c - 1 on, as one 32-bit lane, hold p[c - 1],
-// p[c] and p[c + 1] in their low three bytes.
-void RowPassStep4(const std::uint8_t* row, const GridColumns& g, std::int16_t* smooth,
+// Other steps: the four bytes from c - 1 on, as one 32-bit lane, hold
+// p[c - 1], p[c] and p[c + 1] in their low three bytes. At step 4 the lanes
+// are consecutive words, one plain load; other steps gather them.
+template <bool kGather>
+void RowPassWords(const std::uint8_t* row, const GridColumns& g, std::int16_t* smooth,
                   std::int16_t* diff) {
   const hn::ScalableTag<std::int32_t> di32;
   const hn::Repartition<std::uint8_t, decltype(di32)> d8;
   const hn::Rebind<std::int16_t, decltype(di32)> dh16;
   const std::int64_t lanes = static_cast<std::int64_t>(hn::Lanes(di32));
   const auto low_byte = hn::Set(di32, 0xFF);
+  const auto* words = reinterpret_cast<const std::int32_t*>(row);
+  const auto lane_offsets = hn::Mul(hn::Iota(di32, 0), hn::Set(di32, static_cast<std::int32_t>(g.step)));
   const std::int64_t end = InteriorEnd(g);
   std::int64_t j = 0;
   if (g.count > 0) StoreRowValues(g, row, j++, smooth, diff);
-  // The load of the last lane ends at column 4 (j + lanes) - 2.
-  for (; j + lanes <= end && 4 * (j + lanes) - 1 <= g.width; j += lanes) {
-    const auto v = hn::BitCast(di32, hn::LoadU(d8, row + 4 * j - 1));
+  // The word of the last lane ends at column (j + lanes - 1) step + 2.
+  for (; j + lanes <= end && (j + lanes - 1) * g.step + 3 <= g.width; j += lanes) {
+    hn::Vec<decltype(di32)> v;
+    if constexpr (kGather) {
+      const auto first = hn::Set(di32, static_cast<std::int32_t>(j * g.step - 1));
+      v = hn::GatherOffset(di32, words, hn::Add(lane_offsets, first));
+    } else {
+      v = hn::BitCast(di32, hn::LoadU(d8, row + 4 * j - 1));
+    }
     hn::Vec<decltype(di32)> s, d;
     SmoothDiffLanes(di32, hn::And(v, low_byte), hn::And(hn::ShiftRight<8>(v), low_byte),
                     hn::And(hn::ShiftRight<16>(v), low_byte), s, d);
@@ -177,7 +187,7 @@ void Combine(const std::int16_t* const s[3], const std::int16_t* const d[3], std
 
 const sparse_scharr_kernels* SparseScharrVectorKernels() {
   static constexpr sparse_scharr_kernels kKernels{
-      Step2Row, RowPassStep1, RowPassStep4, sparse_row_pass_scalar, Combine};
+      Step2Row, RowPassStep1, RowPassWords<false>, RowPassWords<true>, Combine};
   return &kKernels;
 }
 
