@@ -245,6 +245,70 @@ PXKIT_API void* create_img_scale_ctx(uint32_t src_width, uint32_t src_height, ui
 PXKIT_API int32_t img_scale(void* ctx, const img_planes* src, const img_planes* dst);
 /* Frees a context of either method; null is ignored. */
 PXKIT_API void destroy_img_scale_ctx(void* ctx);
+/* ---- Analysis: sparse Scharr gradients ----------------------------------- */
+
+/* Caller-owned storage filled by init_sparse_scharr_ctx. The grid covers every
+ * step-th column from column 0 and every step-th row from row 1 while the row
+ * is below row_limit: height - 2 grid rows for step 1, sparse_height - 1 for
+ * step 2, sparse_height for larger steps (none when row_limit < 2). */
+typedef struct sparse_scharr_ctx {
+  int32_t width, height, step;    /* image size (width is also the source pitch), grid spacing */
+  int32_t sparse_width;           /* width / step: grid columns, pitch of both outputs */
+  int32_t sparse_height;          /* height / step */
+  int32_t row_limit;              /* sparse_height x step - 1 */
+  int16_t* smooth[3];             /* scratch rows (null for step 2, which needs none) */
+  int16_t* diff[3];
+} sparse_scharr_ctx;              /* 72 bytes on LP64 */
+
+/* Fills `ctx` for width x height 8-bit images and grid spacing `step`. Returns
+ * 0, -1 ("bad params": null ctx or a zero size or step) or -2 ("no memory").
+ * Negative sizes are accepted as they are, but frames then compute nothing. */
+PXKIT_API int32_t init_sparse_scharr_ctx(sparse_scharr_ctx* ctx, int32_t width, int32_t height,
+                                         int32_t step);
+/* Scharr gradient at each grid point of `src` (height rows of width bytes):
+ * magnitude = min(|gx| + |gy|, 255) and code = code_table[(gy + 256) x 512 +
+ * gx + 256] (gx, gy in -255..255; the table is 512 x 512 bytes), written row
+ * after row with pitch sparse_width. The first grid column mirrors its left
+ * neighbour (gx = 0 there); so does the last when sparse_width x step = width.
+ * Prints "bad params" for a null argument. Reports no status: returns 0, which
+ * callers may ignore. Calling thread only; one context serves one thread. */
+PXKIT_API int32_t do_sparse_scharr(sparse_scharr_ctx* ctx, const uint8_t* code_table,
+                                   const uint8_t* src, uint8_t* magnitude, uint8_t* code);
+/* Frees the scratch rows; null is ignored. */
+PXKIT_API void deinit_sparse_scharr_ctx(sparse_scharr_ctx* ctx);
+
+/* ---- Analysis: Scharr edge suppression (s1) ------------------------------ */
+
+/* Pixel types of do_sparse_scharr_s1 and do_sparse_scharr_s1_v2. */
+#define SPARSE_SCHARR_S1_U16 1u /* uint16_t pixels */
+#define SPARSE_SCHARR_S1_F32 2u /* float pixels */
+
+/* Context for width x height images (pitch = width pixels). threads > 1 makes a
+ * pool of `threads` workers (at most 32) and cuts frames into min(threads, 8)
+ * stripes; 0 or 1 (or a pool that cannot start) runs frames on the calling
+ * thread. Returns null after "bad params" (zero size) or "no memory".
+ * A context serves one caller at a time. */
+PXKIT_API void* init_sparse_scharr_s1_ctx(uint32_t threads, uint32_t width, uint32_t height);
+/* dst = src with every interior pixel whose full-size Scharr sum |gx| + |gy|
+ * exceeds `threshold` set to 0; the one-pixel frame of dst is always 0. For
+ * u16 the threshold is truncated toward zero and compared signed (a negative
+ * one zeroes every pixel). src and dst must not overlap (an overlapping dst
+ * comes back all 0). Prints "bad params" (null argument) or "data type is
+ * invalid, %d" and writes nothing. Reports no status: returns 0. */
+PXKIT_API int32_t do_sparse_scharr_s1(void* ctx, const void* src, void* dst, uint32_t data_type,
+                                      float threshold);
+/* As do_sparse_scharr_s1; with dynamic_normalization != 0 on a pooled context,
+ * f32 pixels are zeroed when (|gx| + |gy|) / (pixel + epsilon) > threshold
+ * (epsilon 0 means 1e-5), and u16 pixels are refused with "not support dynamic
+ * normalization for u16 now" (dst all 0). A single-threaded context ignores
+ * dynamic_normalization and epsilon. Returns 0. */
+PXKIT_API int32_t do_sparse_scharr_s1_v2(void* ctx, const void* src, void* dst,
+                                         uint32_t dynamic_normalization, uint32_t data_type,
+                                         float threshold, float epsilon);
+/* Frees the context and its scratch; null is ignored. It does NOT stop the
+ * context's worker threads: they stay blocked for the life of the process (a
+ * deliberate leak), so make one pooled context and keep it, not one per frame. */
+PXKIT_API void deinit_sparse_scharr_s1_ctx(void* ctx);
 
 #ifdef __cplusplus
 }  /* extern "C" */

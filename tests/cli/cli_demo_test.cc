@@ -130,10 +130,16 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_GT(w, 96u) << name;  // the frame with its title and colour bar
     EXPECT_GT(h, 72u) << name;
   }
+  // The edge panel: before and after s1 side by side, 8 pixels apart.
+  std::uint32_t w = 0, h = 0;
+  EXPECT_NO_THROW(read_png_grey8(pics + "/edges_s1_0-7.50m.png", w, h));
+  EXPECT_EQ(w, 2 * 96u + 8);
+  EXPECT_EQ(h, 72u);
+  EXPECT_NE(run.out.find("\ns1 edge suppression f32, 2 threads "), std::string::npos) << run.out;
   constexpr long kYuvPanelPictures = 4;  // see cli_yuv_test.cc
-  // Six ToF pictures, the samples folder and the other panels' pictures.
+  // Six ToF pictures, the samples folder, the YUV panel's pictures and the edge panel.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()),
-            7 + kYuvPanelPictures)
+            7 + kYuvPanelPictures + 1)
       << "temporary files left behind";
 }
 

@@ -8,5 +8,8 @@ int run_demo(int argc, const char* const* argv);
 int run_tof(int argc, const char* const* argv);
 int run_version(int argc, const char* const* argv);
 int run_yuv(int argc, const char* const* argv);
+// Scharr: edge suppression of depth maps, sparse gradient magnitude.
+int run_edges(int argc, const char* const* argv);
+int run_gradient(int argc, const char* const* argv);
 
 }  // namespace pxcli

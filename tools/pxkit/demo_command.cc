@@ -14,6 +14,7 @@
 #include "decoders.h"
 #include "demo_pictures.h"
 #include "demo_samples.h"
+#include "edges_demo.h"
 #include "scene.h"
 #include "demo_yuv_panel.h"
 #include "stage_timer.h"
@@ -112,6 +113,7 @@ int run_demo(int argc, const char* const* argv) {
   const DemoPictures pictures = stage_demo_pictures(outputs, args.out_dir, mod);
   const DemoSamples samples = stage_demo_samples(outputs, args.out_dir);
   const YuvPanel yuv_panel = stage_yuv_panel(outputs, args.out_dir);
+  const EdgePanel edge_panel = stage_edge_panel(outputs, args.out_dir, mod);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -185,6 +187,9 @@ int run_demo(int argc, const char* const* argv) {
   print_row("dual-frequency f32 depth + amp", dual_ms, size, wraps);
 
   run_yuv_panel(yuv_panel);
+  // Edge panel: flying pixels on the depth edges, before and after s1.
+  const EdgePanelFigures edges = run_edge_panel(edge_panel, scene, mod, args.verbose);
+  print_row("s1 edge suppression f32, 2 threads", edges.ms, size, edges.summary);
 
   write_demo_pictures(pictures, frames, mod);
   write_demo_samples(samples, scene);
@@ -192,6 +197,7 @@ int run_demo(int argc, const char* const* argv) {
   std::printf("pictures in %s/:", args.out_dir.c_str());
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
   for (const std::string& name : yuv_panel.names) std::printf(" %s", name.c_str());
+  std::printf(" %s", edge_panel.name.c_str());
   std::printf("\nsample planes in %s/ (16-bit PNG, frequency 0 then 1); decode them in metres with:\n",
               samples.dir.c_str());
   for (const std::string& command : demo_decode_commands(samples, args.out_dir, mod)) {

@@ -21,6 +21,8 @@ constexpr const char* kUsage =
     "  tof       decode real ToF sample images (4 files, or 8 with --dual)\n"
     "  version   print the library version\n"
     "  yuv       scale a raw NV12 frame into a raw I420 frame (bilinear or area)\n";
+    "  edges     cut flying pixels on steep edges out of a depth map (Scharr s1)\n"
+    "  gradient  sparse Scharr gradient magnitude of a picture on a coarse grid\n";
 
 }  // namespace
 
@@ -52,6 +54,8 @@ int main(int argc, char** argv) {
     if (command == "tof") return run_tof(argc - 1, argv + 1);
     if (command == "version" || command == "--version") return run_version(argc - 1, argv + 1);
     if (command == "yuv") return run_yuv(argc - 1, argv + 1);
+    if (command == "edges") return run_edges(argc - 1, argv + 1);
+    if (command == "gradient") return run_gradient(argc - 1, argv + 1);
     std::fprintf(stderr, "pxkit: unknown command '%s' (see 'pxkit --help')\n", command.c_str());
     return kExitUsage;
   } catch (const CliError& e) {

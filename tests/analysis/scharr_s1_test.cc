@@ -1,0 +1,325 @@
+// Scharr edge suppression (s1) through the public API against the definition:
+// every target, pooled and single-threaded, the stripe split of small images,
+// the refusals and the documented corner cases.
+#include <pxkit.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "analysis/scharr_s1_context.h"
+#include "common/memory.h"
+#include "support/test_support.h"
+#include "threadpool/thread_pool.h"
+
+namespace {
+
+// Owner that also stops the pool, which deinit deliberately leaves running.
+struct S1Deleter {
+  void operator()(void* ctx) const {
+    if (ctx == nullptr) return;
+    pxkit::thread_pool_destroy(static_cast<sparse_scharr_s1_ctx*>(ctx)->pool);
+    deinit_sparse_scharr_s1_ctx(ctx);
+  }
+};
+using S1 = std::unique_ptr<void, S1Deleter>;
+
+S1 make_s1(std::uint32_t threads, std::uint32_t w, std::uint32_t h, std::int64_t target = -1) {
+  pxtest::ScopedTarget scoped(target);
+  return S1(init_sparse_scharr_s1_ctx(threads, w, h));
+}
+
+const sparse_scharr_s1_ctx& internals(const S1& s) { return *static_cast<sparse_scharr_s1_ctx*>(s.get()); }
+
+// The definition, pixel by pixel.
+template <class T>
+std::vector<T> reference(const std::vector<T>& p, std::size_t w, std::size_t h, float threshold,
+                         bool relative = false, float epsilon = 1e-5f) {
+  std::vector<T> out(w * h, T{0});
+  for (std::size_t r = 1; r + 1 < h; ++r) {
+    for (std::size_t c = 1; c + 1 < w; ++c) {
+      const T* t = &p[(r - 1) * w + c];
+      const T* m = &p[r * w + c];
+      const T* b = &p[(r + 1) * w + c];
+      if constexpr (std::is_same_v<T, float>) {
+        const float s_t = 3.0f * (t[-1] + t[1]) + 10.0f * t[0];
+        const float s_b = 3.0f * (b[-1] + b[1]) + 10.0f * b[0];
+        const float gx = 3.0f * ((t[1] - t[-1]) + (b[1] - b[-1])) + 10.0f * (m[1] - m[-1]);
+        const float sum = std::fabs(gx) + std::fabs(s_b - s_t);
+        const bool cut = relative ? sum / (m[0] + epsilon) > threshold : sum > threshold;
+        out[r * w + c] = cut ? 0.0f : m[0];
+      } else {
+        const long s_t = 3L * (t[-1] + t[1]) + 10L * t[0];
+        const long s_b = 3L * (b[-1] + b[1]) + 10L * b[0];
+        const long gx = 3L * ((t[1] - t[-1]) + (b[1] - b[-1])) + 10L * (m[1] - m[-1]);
+        out[r * w + c] = std::labs(gx) + std::labs(s_b - s_t) > static_cast<long>(std::trunc(threshold))
+                             ? T{0} : m[0];
+      }
+    }
+  }
+  return out;
+}
+
+float from_bits(std::uint32_t bits) {
+  float f;
+  std::memcpy(&f, &bits, sizeof f);
+  return f;
+}
+
+template <class T>
+std::vector<T> random_image(std::size_t n) {
+  if constexpr (std::is_same_v<T, float>) {
+    // Depths with noise, plus values that stress the sums: huge, tiny,
+    // negative, infinities, NaN, signed zeros.
+    const float specials[] = {0.0f, -0.0f, 1e-40f, 3e38f, -3e38f, std::numeric_limits<float>::infinity(),
+                              from_bits(0x7FC00123), -1.0f, 65535.0f};
+    std::vector<float> v(n);
+    std::uniform_real_distribution<float> depth(0.0f, 4.0f);
+    std::uniform_int_distribution<int> pick(0, 40);
+    for (float& x : v) {
+      const int k = pick(pxtest::rng());
+      x = k < static_cast<int>(std::size(specials)) ? specials[k] : depth(pxtest::rng());
+    }
+    return v;
+  } else {
+    auto v = pxtest::random_ints<std::uint16_t>(n, 0, 65535);
+    for (std::size_t i = 0; i < n; i += 5) v[i] = static_cast<std::uint16_t>(1000 + i % 7);
+    return v;
+  }
+}
+
+template <class T>
+bool same(const std::vector<T>& a, const std::vector<T>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
+}
+
+constexpr std::uint32_t type_of(std::uint16_t) { return SPARSE_SCHARR_S1_U16; }
+constexpr std::uint32_t type_of(float) { return SPARSE_SCHARR_S1_F32; }
+
+// Runs one frame into a result with guard words before and after it.
+template <class T>
+std::vector<T> run(void* ctx, const std::vector<T>& src, float threshold, bool v2 = false,
+                   std::uint32_t dynamic = 0, float epsilon = 0.0f) {
+  constexpr std::size_t kGuard = 16;
+  std::vector<T> dst(src.size() + 2 * kGuard);
+  std::memset(dst.data(), 0xA5, dst.size() * sizeof(T));
+  if (v2) {
+    do_sparse_scharr_s1_v2(ctx, src.data(), dst.data() + kGuard, dynamic, type_of(T{}), threshold, epsilon);
+  } else {
+    do_sparse_scharr_s1(ctx, src.data(), dst.data() + kGuard, type_of(T{}), threshold);
+  }
+  for (std::size_t i = 0; i < kGuard; ++i) {
+    unsigned char before[sizeof(T)], after[sizeof(T)];
+    std::memcpy(before, &dst[i], sizeof(T));
+    std::memcpy(after, &dst[dst.size() - 1 - i], sizeof(T));
+    for (std::size_t b = 0; b < sizeof(T); ++b) {
+      EXPECT_EQ(before[b], 0xA5) << "write before the result";
+      EXPECT_EQ(after[b], 0xA5) << "write after the result";
+    }
+  }
+  return {dst.begin() + kGuard, dst.end() - kGuard};
+}
+
+TEST(ScharrS1Init, StripesThreadsAndRefusals) {
+  struct Case { std::uint32_t threads, stripes; bool pool; };
+  for (const Case c : {Case{0, 0, false}, Case{1, 1, false}, Case{2, 2, true}, Case{8, 8, true},
+                       Case{12, 8, true}}) {
+    const S1 ctx = make_s1(c.threads, 64, 20);
+    ASSERT_NE(ctx, nullptr);
+    EXPECT_EQ(internals(ctx).number_of_parallel, c.stripes);
+    EXPECT_EQ(internals(ctx).pool != nullptr, c.pool);
+  }
+  EXPECT_EQ(pxtest::capture_stdout([] { EXPECT_EQ(init_sparse_scharr_s1_ctx(2, 0, 5), nullptr); }),
+            "bad params\n");
+  EXPECT_EQ(pxtest::capture_stdout([] { EXPECT_EQ(init_sparse_scharr_s1_ctx(2, 5, 0), nullptr); }),
+            "bad params\n");
+  {  // No worker starts: single-threaded with one stripe.
+    pxtest::ScopedThreadStartFailure fail;
+    S1 ctx;
+    const std::string out = pxtest::capture_stdout([&] { ctx = make_s1(4, 16, 16); });
+    EXPECT_NE(out.find("error: thread pool create fail\n"), std::string::npos);
+    ASSERT_NE(ctx, nullptr);
+    EXPECT_EQ(internals(ctx).number_of_parallel, 1u);
+    EXPECT_EQ(internals(ctx).pool, nullptr);
+  }
+  {  // 33 workers are more than a pool takes.
+    S1 ctx;
+    const std::string out = pxtest::capture_stdout([&] { ctx = make_s1(33, 16, 16); });
+    EXPECT_EQ(out, "thread number 33 exceed max 32\nerror: thread pool create fail\n");
+    EXPECT_EQ(internals(ctx).number_of_parallel, 1u);
+  }
+  // Every allocation of a setup failing in turn: null, "no memory", nothing left.
+  for (const std::uint32_t threads : {1u, 3u}) {
+    for (int n = 0;; ++n) {
+      pxkit::mem::fail_allocation_after(n);
+      S1 ctx;
+      const std::string out = pxtest::capture_stdout([&] { ctx = make_s1(threads, 32, 8); });
+      pxkit::mem::fail_allocation_after(-1);
+      if (ctx != nullptr) break;
+      EXPECT_NE(out.find("no memory"), std::string::npos) << out;
+      ASSERT_LT(n, 64);
+    }
+  }
+  deinit_sparse_scharr_s1_ctx(nullptr);
+}
+
+// deinit frees the context but leaves its pool running.
+TEST(ScharrS1Init, DeinitLeavesThePoolRunning) {
+  void* ctx = init_sparse_scharr_s1_ctx(2, 8, 8);
+  pxkit::thread_pool* pool = static_cast<sparse_scharr_s1_ctx*>(ctx)->pool;
+  deinit_sparse_scharr_s1_ctx(ctx);
+  pxkit::thread_pool_task task{[](std::uint64_t, std::uint64_t) { return 7; }, 0, 0, 0};
+  ASSERT_EQ(pxkit::thread_pool_add_task(pool, &task), 0);
+  EXPECT_EQ(pxkit::thread_pool_wait(pool)->result, 7);
+  pxkit::thread_pool_destroy(pool);
+}
+
+TEST(ScharrS1, RefusalsAndMessages) {
+  const S1 pooled = make_s1(2, 8, 6), single = make_s1(1, 8, 6);
+  std::vector<float> src(48, 1.0f), dst(48, 5.0f);
+  for (void* ctx : {pooled.get(), single.get()}) {
+    EXPECT_EQ(pxtest::capture_stdout([&] { do_sparse_scharr_s1(ctx, nullptr, dst.data(), 2, 1.0f); }),
+              "bad params\n");
+    EXPECT_EQ(pxtest::capture_stdout([&] { do_sparse_scharr_s1_v2(ctx, src.data(), nullptr, 0, 2, 1.0f, 0.0f); }),
+              "bad params\n");
+    EXPECT_EQ(pxtest::capture_stdout([&] { do_sparse_scharr_s1(ctx, src.data(), dst.data(), 3, 1.0f); }),
+              "data type is invalid, 3\n");
+    EXPECT_EQ(pxtest::capture_stdout([&] { do_sparse_scharr_s1_v2(ctx, src.data(), dst.data(), 1, 0, 1.0f, 0.0f); }),
+              "data type is invalid, 0\n");
+  }
+  EXPECT_EQ(pxtest::capture_stdout([&] { do_sparse_scharr_s1(nullptr, src.data(), dst.data(), 2, 1.0f); }),
+            "bad params\n");
+  EXPECT_TRUE(std::all_of(dst.begin(), dst.end(), [](float v) { return v == 5.0f; }));
+  // u16 with the relative test: refused on the pooled path after clearing the
+  // result; the single-threaded path ignores the flag.
+  std::vector<std::uint16_t> s16(48, 100), d16(48, 7);
+  EXPECT_EQ(pxtest::capture_stdout([&] {
+              do_sparse_scharr_s1_v2(pooled.get(), s16.data(), d16.data(), 1, 1, 1.0f, 0.0f);
+            }),
+            "not support dynamic normalization for u16 now\n");
+  EXPECT_TRUE(std::all_of(d16.begin(), d16.end(), [](std::uint16_t v) { return v == 0; }));
+  EXPECT_EQ(pxtest::capture_stdout([&] {
+              do_sparse_scharr_s1_v2(single.get(), s16.data(), d16.data(), 1, 1, 1.0f, 0.0f);
+            }),
+            "");
+  EXPECT_TRUE(same(d16, reference(s16, 8, 6, 1.0f)));
+  // In place: cleared first, so the result is all 0.
+  do_sparse_scharr_s1(pooled.get(), s16.data(), s16.data(), 1, 1000.0f);
+  EXPECT_TRUE(std::all_of(s16.begin(), s16.end(), [](std::uint16_t v) { return v == 0; }));
+}
+
+// The Part's corner cases, pooled and single-threaded.
+TEST(ScharrS1, CornerCases) {
+  for (const std::uint32_t threads : {1u, 3u}) {
+    SCOPED_TRACE(threads);
+    {  // A constant image comes back with a zero frame.
+      const S1 ctx = make_s1(threads, 9, 7);
+      const std::vector<std::uint16_t> src(63, 4242);
+      const auto out = run(ctx.get(), src, 0.0f);
+      for (std::size_t r = 0; r < 7; ++r)
+        for (std::size_t c = 0; c < 9; ++c)
+          EXPECT_EQ(out[r * 9 + c], r == 0 || r == 6 || c == 0 || c == 8 ? 0 : 4242);
+      const std::vector<float> f(63, 2.5f);
+      EXPECT_TRUE(same(run(ctx.get(), f, 0.0f), reference(f, 9, 7, 0.0f)));
+    }
+    {  // A step of 1 between rows 3 and 4: |gy| = 16 next to it.
+      const S1 ctx = make_s1(threads, 12, 8);
+      std::vector<std::uint16_t> src(96, 500);
+      std::fill(src.begin() + 4 * 12, src.end(), 501);
+      const auto at15 = run(ctx.get(), src, 15.0f);
+      for (std::size_t r = 1; r < 7; ++r)
+        for (std::size_t c = 1; c < 11; ++c)
+          EXPECT_EQ(at15[r * 12 + c], r == 3 || r == 4 ? 0 : src[r * 12 + c]) << r << "," << c;
+      EXPECT_TRUE(same(run(ctx.get(), src, 15.9f), at15));
+      EXPECT_TRUE(same(run(ctx.get(), src, 16.0f), reference(src, 12, 8, 16.0f)));
+      EXPECT_EQ(run(ctx.get(), src, 16.0f)[3 * 12 + 5], 500);
+      // A negative threshold: every interior pixel fails the signed comparison.
+      const auto negative = run(ctx.get(), src, -0.5f);  // truncates to 0: the flat rows stay
+      EXPECT_EQ(negative[1 * 12 + 5], 500);
+      const auto all_cut = run(ctx.get(), src, -1.0f);
+      EXPECT_TRUE(std::all_of(all_cut.begin(), all_cut.end(), [](std::uint16_t v) { return v == 0; }));
+    }
+    for (const std::uint32_t h : {1u, 2u}) {  // no interior rows
+      const S1 ctx = make_s1(threads, 10, h);
+      const auto src = random_image<float>(10 * h);
+      const auto out = run(ctx.get(), src, 1e30f);
+      EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](float v) { return v == 0.0f; }));
+    }
+  }
+}
+
+// Every target against the definition: widths across three vectors plus
+// tails, both types, both tests, pooled and single-threaded.
+TEST(ScharrS1, EveryTargetMatchesTheDefinition) {
+  std::vector<std::int64_t> targets{0};
+  for (const std::int64_t t : pxtest::vector_targets()) targets.push_back(t);
+  for (const std::int64_t target : targets) {
+    SCOPED_TRACE(pxtest::target_label(target));
+    for (std::uint32_t w = 1; w <= 3 * 16 + 3; ++w) {
+      const std::uint32_t h = 3 + w % 6;
+      const S1 single = make_s1(1, w, h, target), pooled = make_s1(3, w, h, target);
+      const auto u = random_image<std::uint16_t>(w * h);
+      const auto f = random_image<float>(w * h);
+      const float thr = static_cast<float>(w * 9000 % 300000) + 0.75f;
+      const auto want_u = reference(u, w, h, thr);
+      const auto want_f = reference(f, w, h, 3.0f);
+      const auto want_rel = reference(f, w, h, 0.4f, true, 0.25f);
+      for (void* ctx : {single.get(), pooled.get()}) {
+        ASSERT_TRUE(same(run(ctx, u, thr), want_u)) << "u16 width " << w;
+        ASSERT_TRUE(same(run(ctx, f, 3.0f), want_f)) << "f32 width " << w;
+        ASSERT_TRUE(same(run(ctx, f, 3.0f, true, 0, 0.25f), want_f)) << "v2 off width " << w;
+      }
+      ASSERT_TRUE(same(run(pooled.get(), f, 0.4f, true, 1, 0.25f), want_rel)) << "relative width " << w;
+      // The single-threaded path ignores the relative test.
+      ASSERT_TRUE(same(run(single.get(), f, 0.4f, true, 1, 0.25f), reference(f, w, h, 0.4f)));
+    }
+  }
+}
+
+TEST(ScharrS1, EpsilonZeroMeansOneHundredThousandth) {
+  const S1 ctx = make_s1(2, 16, 6);
+  auto f = random_image<float>(96);
+  f[2 * 16 + 5] = 0.0f;  // a zero pixel: the sum is divided by epsilon alone
+  EXPECT_TRUE(same(run(ctx.get(), f, 1e6f, true, 1, 0.0f), reference(f, 16, 6, 1e6f, true, 1e-5f)));
+  EXPECT_TRUE(same(run(ctx.get(), f, 1e6f, true, 1, 0.0f), run(ctx.get(), f, 1e6f, true, 1, 1e-5f)));
+  EXPECT_FALSE(same(run(ctx.get(), f, 1e6f, true, 1, 0.0f), run(ctx.get(), f, 1e6f, true, 1, 1.0f)));
+}
+
+// Small heights with every thread count: the clamped split covers each
+// interior row exactly once and nothing outside the result.
+TEST(ScharrS1, SmallHeightsWithEveryThreadCount) {
+  for (std::uint32_t h = 1; h <= 12; ++h) {
+    const auto u = random_image<std::uint16_t>(7 * h);
+    const auto want = reference(u, 7, h, 120000.0f);
+    for (std::uint32_t threads = 1; threads <= 12; ++threads) {
+      const S1 ctx = make_s1(threads, 7, h);
+      std::uint32_t rows = 0;
+      for (std::uint32_t k = 0; k < internals(ctx).number_of_parallel; ++k) rows += internals(ctx).stripes[k].rows;
+      if (threads > 1) {
+        EXPECT_EQ(rows, h > 2 ? h - 2 : 0) << h << " rows, " << threads << " threads";
+      }
+      EXPECT_TRUE(same(run(ctx.get(), u, 120000.0f), want)) << h << " rows, " << threads << " threads";
+    }
+  }
+}
+
+TEST(ScharrS1, PooledEqualsSingleThreadedAndFramesAllocateNothing) {
+  const std::uint32_t w = 160, h = 123;
+  const S1 single = make_s1(1, w, h), pooled = make_s1(4, w, h);
+  const auto u = random_image<std::uint16_t>(w * h);
+  const auto f = random_image<float>(w * h);
+  EXPECT_TRUE(same(run(pooled.get(), u, 200000.0f), run(single.get(), u, 200000.0f)));
+  EXPECT_TRUE(same(run(pooled.get(), f, 2.0f), run(single.get(), f, 2.0f)));
+  std::vector<float> dst(w * h);
+  const std::uint64_t before = pxtest::library_allocations();
+  for (void* ctx : {single.get(), pooled.get()}) {
+    do_sparse_scharr_s1(ctx, f.data(), dst.data(), 2, 2.0f);
+    do_sparse_scharr_s1_v2(ctx, f.data(), dst.data(), 1, 2, 2.0f, 0.0f);
+  }
+  EXPECT_EQ(pxtest::library_allocations(), before);
+}
+
+}  // namespace

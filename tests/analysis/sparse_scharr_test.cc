@@ -1,0 +1,296 @@
+// Sparse Scharr gradients through the public API against a literal reference,
+// on the scalar path and every vector target; both grid paths; the documented
+// corner cases.
+#include <pxkit.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "analysis/sparse_scharr_kernels.h"
+#include "common/memory.h"
+#include "support/test_support.h"
+
+namespace {
+
+constexpr std::size_t kTableBytes = 512 * 512;
+
+// A table whose every entry differs from its neighbours, so a wrong index shows.
+const std::vector<std::uint8_t>& code_table() {
+  static const std::vector<std::uint8_t> table = [] {
+    std::vector<std::uint8_t> t(kTableBytes);
+    for (std::size_t i = 0; i < t.size(); ++i) t[i] = static_cast<std::uint8_t>((i * 2654435761u) >> 13);
+    return t;
+  }();
+  return table;
+}
+std::uint8_t code_of(int gx, int gy) { return code_table()[(gy + 256) * 512 + gx + 256]; }
+
+struct Grid {
+  std::vector<std::uint8_t> magnitude, code;
+};
+
+// The definition, point by point: s and d with the mirror rules, then gx, gy.
+Grid reference(const std::vector<std::uint8_t>& img, int w, int h, int step) {
+  Grid out;
+  const int sw = w / step, sh = h / step, limit = sh * step - 1;
+  const bool exact = sw * step == w;
+  for (int r = 1; r < limit; r += step) {
+    for (int j = 0; j < sw; ++j) {
+      const int c = j * step;
+      int s[3], d[3];
+      for (int i = 0; i < 3; ++i) {
+        const std::uint8_t* p = &img[static_cast<std::size_t>(r - 1 + i) * w];
+        if (j == 0) {
+          s[i] = 10 * p[0] + 6 * (w > 1 ? p[1] : p[0]);
+          d[i] = 0;
+        } else if (j == sw - 1 && exact) {
+          s[i] = 10 * p[c] + 6 * p[c - 1];
+          d[i] = 0;
+        } else {
+          s[i] = 3 * p[c - 1] + 10 * p[c] + 3 * p[c + 1];
+          d[i] = p[c + 1] - p[c - 1];
+        }
+      }
+      const int gy = (s[2] - s[0]) >> 4, gx = (3 * d[0] + 10 * d[1] + 3 * d[2]) >> 4;
+      out.magnitude.push_back(static_cast<std::uint8_t>(std::min(std::abs(gx) + std::abs(gy), 255)));
+      out.code.push_back(code_of(gx, gy));
+    }
+  }
+  return out;
+}
+
+// Runs the API on `img`; outputs end at an inaccessible page and are checked
+// to have been written exactly over the expected grid.
+Grid run(const std::vector<std::uint8_t>& img, int w, int h, int step, std::size_t expected) {
+  sparse_scharr_ctx ctx;
+  EXPECT_EQ(init_sparse_scharr_ctx(&ctx, w, h, step), 0);
+  pxtest::PageEndBuffer src(img.size()), mag(expected), code(expected);
+  if (!img.empty()) std::memcpy(src.data(), img.data(), img.size());
+  EXPECT_EQ(do_sparse_scharr(&ctx, code_table().data(), src.as<std::uint8_t>(),
+                             mag.as<std::uint8_t>(), code.as<std::uint8_t>()),
+            0);
+  deinit_sparse_scharr_ctx(&ctx);
+  const auto* m = mag.as<std::uint8_t>();
+  const auto* c = code.as<std::uint8_t>();
+  return {{m, m + expected}, {c, c + expected}};
+}
+
+std::vector<std::int64_t> all_targets() {
+  std::vector<std::int64_t> t{0};
+  for (const std::int64_t v : pxtest::vector_targets()) t.push_back(v);
+  return t;
+}
+
+std::vector<std::uint8_t> random_image(int w, int h) {
+  auto img = pxtest::random_ints<std::uint8_t>(static_cast<std::size_t>(w) * h, 0, 255);
+  // Runs of extremes reach the largest sums.
+  for (std::size_t i = 0; i < img.size(); i += 7) img[i] = (i / 7) % 2 ? 255 : 0;
+  return img;
+}
+
+TEST(SparseScharrInit, FillsTheGridAndRefusesBadParams) {
+  struct Case { int w, h, step, sw, sh, limit; bool rows; };
+  const Case cases[] = {{640, 480, 1, 640, 480, 479, true}, {641, 481, 2, 320, 240, 479, false},
+                        {1280, 720, 4, 320, 180, 719, true}, {7, 5, 3, 2, 1, 2, true},
+                        {2, 2, 5, 0, 0, -1, true},          {-8, 6, -2, 4, -3, 5, true}};
+  for (const Case& c : cases) {
+    sparse_scharr_ctx ctx;
+    std::memset(&ctx, 0x5A, sizeof ctx);
+    ASSERT_EQ(init_sparse_scharr_ctx(&ctx, c.w, c.h, c.step), 0);
+    EXPECT_EQ(ctx.sparse_width, c.sw);
+    EXPECT_EQ(ctx.sparse_height, c.sh);
+    EXPECT_EQ(ctx.row_limit, c.limit);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(ctx.smooth[i] != nullptr, c.rows);
+      EXPECT_EQ(ctx.diff[i] != nullptr, c.rows);
+    }
+    if (c.rows) {
+      EXPECT_EQ(ctx.diff[2] - ctx.smooth[0], 5 * (c.sw + 2));
+    }
+    deinit_sparse_scharr_ctx(&ctx);
+  }
+  EXPECT_EQ(sizeof(sparse_scharr_ctx), 72u);
+  sparse_scharr_ctx ctx{};
+  for (const auto& [w, h, step] : {std::array{0, 4, 1}, std::array{4, 0, 1}, std::array{4, 4, 0}}) {
+    int32_t status = 0;
+    EXPECT_EQ(pxtest::capture_stdout([&] { status = init_sparse_scharr_ctx(&ctx, w, h, step); }),
+              "bad params\n");
+    EXPECT_EQ(status, -1);
+  }
+  EXPECT_EQ(pxtest::capture_stdout([] { EXPECT_EQ(init_sparse_scharr_ctx(nullptr, 4, 4, 1), -1); }),
+            "bad params\n");
+  pxkit::mem::fail_allocation_after(0);
+  int32_t status = 0;
+  const std::string out = pxtest::capture_stdout([&] { status = init_sparse_scharr_ctx(&ctx, 64, 8, 3); });
+  pxkit::mem::fail_allocation_after(-1);
+  EXPECT_EQ(out, "no memory\n");
+  EXPECT_EQ(status, -2);
+  EXPECT_EQ(ctx.smooth[0], nullptr);
+  deinit_sparse_scharr_ctx(&ctx);  // nothing to free
+  deinit_sparse_scharr_ctx(nullptr);
+}
+
+TEST(SparseScharr, NullArgumentsWriteNothing) {
+  sparse_scharr_ctx ctx;
+  ASSERT_EQ(init_sparse_scharr_ctx(&ctx, 8, 8, 1), 0);
+  std::vector<std::uint8_t> img(64, 9), mag(64, 0xEE), code(64, 0xEE);
+  const std::uint8_t* t = code_table().data();
+  const auto calls = {std::array<bool, 5>{false, true, true, true, true},
+                      {true, false, true, true, true}, {true, true, false, true, true},
+                      {true, true, true, false, true}, {true, true, true, true, false}};
+  for (const auto& ok : calls) {
+    EXPECT_EQ(pxtest::capture_stdout([&] {
+                do_sparse_scharr(ok[0] ? &ctx : nullptr, ok[1] ? t : nullptr,
+                                 ok[2] ? img.data() : nullptr, ok[3] ? mag.data() : nullptr,
+                                 ok[4] ? code.data() : nullptr);
+              }),
+              "bad params\n");
+  }
+  EXPECT_TRUE(std::all_of(mag.begin(), mag.end(), [](std::uint8_t v) { return v == 0xEE; }));
+  deinit_sparse_scharr_ctx(&ctx);
+  // A general-step context whose rows were freed is refused, not dereferenced.
+  EXPECT_EQ(pxtest::capture_stdout([&] { do_sparse_scharr(&ctx, t, img.data(), mag.data(), code.data()); }),
+            "bad params\n");
+}
+
+// The Part's corner cases, each on every target. `expect` sees the outputs.
+TEST(SparseScharr, CornerCases) {
+  struct Case {
+    const char* name;
+    int w, h, step;
+    std::vector<std::uint8_t> (*image)(int w, int h);
+    std::size_t points;
+    void (*expect)(const Grid& g, int sw);
+  };
+  const Case cases[] = {
+      {"uniform", 37, 9, 2, [](int w, int h) { return std::vector<std::uint8_t>(w * h, 77); }, 18 * 3,
+       [](const Grid& g, int) {
+         for (std::size_t i = 0; i < g.magnitude.size(); ++i) {
+           EXPECT_EQ(g.magnitude[i], 0);
+           EXPECT_EQ(g.code[i], code_of(0, 0));
+         }
+       }},
+      {"edge at column 0", 40, 6, 1,
+       [](int w, int h) {
+         std::vector<std::uint8_t> img(w * h, 0);
+         for (int r = 0; r < h; ++r) img[r * w] = 255;
+         return img;
+       },
+       40 * 4,
+       [](const Grid& g, int sw) {
+         for (int r = 0; r < 4; ++r) {
+           EXPECT_EQ(g.magnitude[r * sw], 0);  // gx = 0 by the mirror, gy = 0
+           EXPECT_EQ(g.magnitude[r * sw + 1], 255);  // d = -255 in all three rows
+         }
+       }},
+      {"forced right mirror", 48, 13, 4, random_image, 12 * 3,
+       [](const Grid& g, int sw) {
+         // gx = 0 there, so the magnitude is |gy| and the code is that of (0, gy).
+         for (int r = 0; r < 3; ++r) {
+           const std::uint8_t m = g.magnitude[r * sw + sw - 1];
+           const std::uint8_t c = g.code[r * sw + sw - 1];
+           EXPECT_TRUE(c == code_of(0, m) || c == code_of(0, -m)) << r;
+         }
+       }},
+      {"0 to 255 step", 33, 5, 1,
+       [](int w, int h) {
+         std::vector<std::uint8_t> img(w * h, 0);
+         std::fill(img.begin() + 2 * w, img.end(), 255);  // rows 2.. are 255
+         return img;
+       },
+       33 * 3,
+       [](const Grid& g, int sw) {
+         for (int j = 0; j < sw; ++j) {
+           EXPECT_EQ(g.magnitude[j], 255);  // r = 1: t = 0, b = 255
+           EXPECT_EQ(g.code[j], code_of(0, 255));
+         }
+       }},
+      {"3x3 step 1", 3, 3, 1, random_image, 3, nullptr},
+      {"one pixel wide", 1, 6, 1, random_image, 4, nullptr},
+      {"height 2", 16, 2, 1, random_image, 0, nullptr},
+  };
+  for (const std::int64_t target : all_targets()) {
+    pxtest::ScopedTarget scoped(target);
+    for (const Case& c : cases) {
+      SCOPED_TRACE(std::string(c.name) + " on " + pxtest::target_label(target));
+      const auto img = c.image(c.w, c.h);
+      const Grid want = reference(img, c.w, c.h, c.step);
+      ASSERT_EQ(want.magnitude.size(), c.points);
+      const Grid got = run(img, c.w, c.h, c.step, c.points);
+      EXPECT_EQ(got.magnitude, want.magnitude);
+      EXPECT_EQ(got.code, want.code);
+      if (c.expect != nullptr) c.expect(got, c.w / c.step);
+    }
+  }
+}
+
+// Widths from 1 to past three vectors of grid points, every step that has a
+// kernel of its own and two that have not, on every target.
+TEST(SparseScharr, EveryTargetMatchesTheDefinition) {
+  for (const std::int64_t target : all_targets()) {
+    pxtest::ScopedTarget scoped(target);
+    SCOPED_TRACE(pxtest::target_label(target));
+    for (const int step : {1, 2, 3, 4, 5}) {
+      const int max_w = step * 100 + step;
+      for (int w = 1; w <= max_w; w += (w < 3 * step + 3 ? 1 : step == 1 ? 1 : 1 + w % 3)) {
+        const int h = 3 + (w % 5) * step;
+        const auto img = random_image(w, h);
+        const Grid want = reference(img, w, h, step);
+        const Grid got = run(img, w, h, step, want.magnitude.size());
+        ASSERT_EQ(got.magnitude, want.magnitude) << "step " << step << " width " << w;
+        ASSERT_EQ(got.code, want.code) << "step " << step << " width " << w;
+      }
+    }
+  }
+}
+
+// The step-2 path (straight from the image) and the general path (row passes
+// into the context's rows, then the combination) give the same bytes.
+TEST(SparseScharr, BothPathsAgreeAtStep2) {
+  using namespace pxkit::analysis;
+  const sparse_scharr_kernels& scalar = sparse_scharr_scalar_kernels();
+  for (const std::int64_t target : all_targets()) {
+    pxtest::ScopedTarget scoped(target);
+    const sparse_scharr_kernels& k = sparse_scharr_active_kernels();
+    for (const int w : {2, 3, 4, 5, 17, 18, 64, 65, 130, 131, 257}) {
+      const auto img = random_image(w, 3);
+      const std::int64_t sw = w / 2;
+      const GridColumns g{sw, 2, w, sw * 2 == w && sw > 1};
+      std::vector<std::uint8_t> m1(sw), c1(sw), m2(sw), c2(sw);
+      k.step2_row(&img[0], &img[w], &img[2 * w], g, code_table().data(), m1.data(), c1.data());
+      std::vector<std::int16_t> rows(6 * sw);
+      for (int i = 0; i < 3; ++i) scalar.row_pass_any(&img[i * w], g, &rows[i * sw], &rows[(3 + i) * sw]);
+      const std::int16_t* const s[3] = {&rows[0], &rows[sw], &rows[2 * sw]};
+      const std::int16_t* const d[3] = {&rows[3 * sw], &rows[4 * sw], &rows[5 * sw]};
+      k.combine(s, d, sw, code_table().data(), m2.data(), c2.data());
+      EXPECT_EQ(m1, m2) << pxtest::target_label(target) << " width " << w;
+      EXPECT_EQ(c1, c2) << pxtest::target_label(target) << " width " << w;
+    }
+  }
+}
+
+TEST(SparseScharr, NegativeSizesComputeNothingAndFramesAllocateNothing) {
+  sparse_scharr_ctx ctx;
+  std::vector<std::uint8_t> img(64 * 64, 3), mag(64 * 64, 0xEE), code(64 * 64, 0xEE);
+  for (const auto& [w, h, step] : {std::array{-8, 6, -2}, std::array{-9, 10, -1}, std::array{-10, -10, 2}}) {
+    ASSERT_EQ(init_sparse_scharr_ctx(&ctx, w, h, step), 0);
+    do_sparse_scharr(&ctx, code_table().data(), img.data(), mag.data(), code.data());
+    deinit_sparse_scharr_ctx(&ctx);
+  }
+  EXPECT_TRUE(std::all_of(mag.begin(), mag.end(), [](std::uint8_t v) { return v == 0xEE; }));
+  // A negative number of grid columns cannot be given rows.
+  EXPECT_EQ(pxtest::capture_stdout([&] { EXPECT_EQ(init_sparse_scharr_ctx(&ctx, 10, 10, -3), -2); }),
+            "no memory\n");
+  for (const int step : {1, 2, 4}) {
+    ASSERT_EQ(init_sparse_scharr_ctx(&ctx, 64, 64, step), 0);
+    const std::uint64_t before = pxtest::library_allocations();
+    do_sparse_scharr(&ctx, code_table().data(), img.data(), mag.data(), code.data());
+    EXPECT_EQ(pxtest::library_allocations(), before);
+    deinit_sparse_scharr_ctx(&ctx);
+  }
+}
+
+}  // namespace
