@@ -7,5 +7,8 @@ namespace pxcli {
 int run_demo(int argc, const char* const* argv);
 int run_tof(int argc, const char* const* argv);
 int run_version(int argc, const char* const* argv);
+// Colour conversion and bicubic rotation of PNG pictures.
+int run_grey(int argc, const char* const* argv);
+int run_rotate(int argc, const char* const* argv);
 
 }  // namespace pxcli
