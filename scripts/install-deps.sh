@@ -20,6 +20,7 @@ case "$group" in
       g++-aarch64-linux-gnu qemu-user                   # aarch64 cross build, run under qemu
     )
     [ "$group" = test ] || packages+=(libopencv-dev)    # optional baselines in the benchmarks
+    [ "$group" = test ] || packages+=(libyuv-dev)       # optional libyuv baselines (colour bench)
     ;;
   *) echo "usage: $0 [demo|test|bench|all]" >&2; exit 2 ;;
 esac

@@ -47,29 +47,35 @@ HWY_INLINE void StoreBytes(VI v, std::uint8_t* out) {
   hn::StoreU(hn::TruncateTo(d8, hn::BitCast(DU(), v)), d8, out);
 }
 
-// Luma of a full byte vector of pixels given as three channel vectors: the
-// four quarters are widened to 32 bits and stored one after another.
+// Luma of a full byte vector of pixels given as three channel vectors, in
+// 16-bit lanes without loss: with each weight split as 64 hi + lo,
+// S = 64 A + B for A = 76 R + 150 G + 29 B (<= 65025) and B = 35 R + 18 G + 12 B
+// (<= 16575), and S >> 14 = (A + (B >> 6)) >> 8 (<= 65283 before the shift),
+// the same integer as the 32-bit formula for every input.
 HWY_INLINE void LumaBytes(hn::Vec<D8> r, hn::Vec<D8> g, hn::Vec<D8> b, std::uint8_t* out) {
-  const D8 d8;
   const hn::Half<D8> d8h;
   const hn::RepartitionToWide<D8> d16;
-  const hn::Half<decltype(d16)> d16h;
-  const DI di;
-  const auto widen = [&](hn::Vec<D8> v, auto* quarters) HWY_ATTR {
-    const auto lo = hn::PromoteTo(d16, hn::LowerHalf(d8h, v));
-    const auto hi = hn::PromoteTo(d16, hn::UpperHalf(d8h, v));
-    quarters[0] = hn::BitCast(di, hn::PromoteTo(DU(), hn::LowerHalf(d16h, lo)));
-    quarters[1] = hn::BitCast(di, hn::PromoteTo(DU(), hn::UpperHalf(d16h, lo)));
-    quarters[2] = hn::BitCast(di, hn::PromoteTo(DU(), hn::LowerHalf(d16h, hi)));
-    quarters[3] = hn::BitCast(di, hn::PromoteTo(DU(), hn::UpperHalf(d16h, hi)));
+  const hn::Rebind<std::int16_t, decltype(d8h)> di16;
+  // Opaque weights: kept as multiplies (the compiler would expand constants
+  // into longer shift-and-add chains).
+  auto w = [&](int v) HWY_ATTR {
+    auto x = hn::Set(d16, static_cast<std::uint16_t>(v));
+#if HWY_ARCH_X86
+    asm("" : "+v"(x.raw));
+#endif
+    return x;
   };
-  VI rq[4], gq[4], bq[4];
-  widen(r, rq);
-  widen(g, gq);
-  widen(b, bq);
-  const std::size_t q = hn::Lanes(di);
-  for (int i = 0; i < 4; ++i) StoreBytes(Luma(rq[i], gq[i], bq[i]), out + i * q);
-  (void)d8;
+  const auto w76 = w(76), w150 = w(150), w29 = w(29), w35 = w(35), w18 = w(18), w12 = w(12);
+  const auto half = [&](hn::Vec<decltype(d8h)> rh, hn::Vec<decltype(d8h)> gh,
+                        hn::Vec<decltype(d8h)> bh, std::uint8_t* dst) HWY_ATTR {
+    const auto r16 = hn::PromoteTo(d16, rh), g16 = hn::PromoteTo(d16, gh), b16 = hn::PromoteTo(d16, bh);
+    const auto hi = hn::Add(hn::Add(hn::Mul(r16, w76), hn::Mul(g16, w150)), hn::Mul(b16, w29));
+    const auto lo = hn::Add(hn::Add(hn::Mul(r16, w35), hn::Mul(g16, w18)), hn::Mul(b16, w12));
+    const auto y = hn::ShiftRight<8>(hn::Add(hi, hn::ShiftRight<6>(lo)));  // <= 255
+    hn::StoreU(hn::DemoteTo(d8h, hn::BitCast(di16, y)), d8h, dst);
+  };
+  half(hn::LowerHalf(d8h, r), hn::LowerHalf(d8h, g), hn::LowerHalf(d8h, b), out);
+  half(hn::UpperHalf(d8h, r), hn::UpperHalf(d8h, g), hn::UpperHalf(d8h, b), out + hn::Lanes(d8h));
 }
 
 struct VectorRows {

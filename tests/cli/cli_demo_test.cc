@@ -88,7 +88,16 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_EQ(w, 96u) << name;
     EXPECT_EQ(h, 72u) << name;
   }
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 6)
+  // Colour panel: the chart in colour, its grey at full and half size, the rotation.
+  for (const char* name : {"colour_chart.png", "colour_grey.png", "colour_grey_half.png",
+                           "colour_rotated_30deg.png"}) {
+    EXPECT_NE(run.out.find(name), std::string::npos) << name;
+    std::uint32_t w = 0, h = 0;
+    EXPECT_NO_THROW(read_png_grey8(pics + "/" + name, w, h)) << name;
+    EXPECT_EQ(w, std::string(name) == "colour_grey_half.png" ? 48u : 96u) << name;
+  }
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()),
+            6 + 4)
       << "temporary files left behind";
 }
 

@@ -175,3 +175,32 @@ TEST(ColourConversionModel, InPlaceConversionEqualsSeparateBuffers) {
 }
 
 }  // namespace
+
+namespace {
+
+// The vector luma is computed in 16-bit parts: check it against the 32-bit
+// formula on every (G, B) for a spread of R including both ends.
+TEST(ColourConversionModel, VectorLumaEqualsTheFormulaOnEveryGreenBlue) {
+  constexpr std::uint32_t w = 256, h = 256;
+  std::vector<std::uint8_t> rgb(std::size_t{w} * h * 3), grey(std::size_t{w} * h);
+  for (std::int64_t target : pxtest::vector_targets()) {
+    SCOPED_TRACE(pxtest::target_label(target));
+    pxtest::ScopedTarget only(target);
+    scale_color_conversion_ctx ctx{};
+    pxtest::capture_stdout([&] { setup_scale_color_conversion(&ctx, w, h, w, h, 7, 10); });
+    for (int r = 0; r < 256; r += r < 250 ? 17 : 1) {
+      for (std::size_t i = 0; i < std::size_t{w} * h; ++i) {
+        rgb[3 * i] = static_cast<std::uint8_t>(r);
+        rgb[3 * i + 1] = static_cast<std::uint8_t>(i >> 8);
+        rgb[3 * i + 2] = static_cast<std::uint8_t>(i);
+      }
+      img_planes s{{rgb.data()}, {w * 3}}, d{{grey.data()}, {w}};
+      ASSERT_EQ(do_scale_color_conversion(&ctx, &s, &d), 0);
+      for (std::size_t i = 0; i < grey.size(); ++i)
+        ASSERT_EQ(grey[i], (4899 * r + 9618 * int(i >> 8) + 1868 * int(i & 255)) >> 14) << r << " " << i;
+    }
+    destroy_scale_color_conversion(&ctx);
+  }
+}
+
+}  // namespace

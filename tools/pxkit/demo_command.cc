@@ -6,6 +6,7 @@
 
 #include "accuracy.h"
 #include "cli_error.h"
+#include "colour_demo.h"
 #include "commands.h"
 #include "decoders.h"
 #include "demo_pictures.h"
@@ -63,6 +64,7 @@ int run_demo(int argc, const char* const* argv) {
   const Modulation mod;
   StagedOutputs outputs;
   const DemoPictures pictures = stage_demo_pictures(outputs, args.out_dir, mod);
+  const ColourPanel colour_panel = stage_colour_panel(outputs, args.out_dir);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -135,10 +137,14 @@ int run_demo(int argc, const char* const* argv) {
                 static_cast<unsigned long long>(dual.correct_wraps), static_cast<unsigned long long>(dual.pixels));
   print_row("dual-frequency f32 depth + amp", dual_ms, size, wraps);
 
+  // Colour panel: chart to grey (equal and half size), bicubic rotation.
+  run_colour_panel(colour_panel, size);
+
   write_demo_pictures(pictures, frames, mod);
   outputs.commit();
   std::printf("pictures in %s/:", args.out_dir.c_str());
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
+  for (const std::string& name : colour_panel.names) std::printf(" %s", name.c_str());
   std::printf("\n");
   return 0;
 }
