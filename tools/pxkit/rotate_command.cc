@@ -16,7 +16,6 @@ namespace pxcli {
 int run_rotate(int argc, const char* const* argv) {
   std::string in_path, out_path;
   double angle = 0;
-  bool have_angle = false;
   std::int32_t a = -1;
   CLI::App app("Rotates an 8-bit PNG about its centre with libpxkit's bicubic scanline sampler\n"
                "(one call per output row) and writes a grey PNG of the same size. Colour inputs\n"
@@ -28,8 +27,7 @@ int run_rotate(int argc, const char* const* argv) {
   app.add_option("--angle", angle, "rotation in degrees, counter-clockwise")->required();
   app.add_option("--a", a, "cubic convolution parameter (integer)")->capture_default_str();
   if (!parse_command(app, argc, argv)) return 0;
-  have_angle = std::isfinite(angle);
-  if (!have_angle) throw CliError("--angle must be a finite number of degrees");
+  if (!std::isfinite(angle)) throw CliError("--angle must be a finite number of degrees");
   if (a < -16 || a > 16) throw CliError("--a must be between -16 and 16");
   StagedOutputs outputs;
   const std::string temp = outputs.stage(out_path);
