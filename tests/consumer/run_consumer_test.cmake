@@ -36,4 +36,16 @@ run(${WORK_DIR}/pc-consumer)
 if(NOT last_output MATCHES "pxkit ${VERSION}")
   message(FATAL_ERROR "pkg-config consumer printed: ${last_output}")
 endif()
+
+# Without an rpath the program finds the library through LD_LIBRARY_PATH.
+run(cc ${SOURCE_DIR}/main.c -o ${WORK_DIR}/pc-consumer-plain ${flags})
+run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir} ${WORK_DIR}/pc-consumer-plain)
+
+# The example programs, built on their own against the installed package as
+# the README shows (CMAKE_PREFIX_PATH; CMake records the library's rpath).
+run(${CMAKE_COMMAND} -S ${EXAMPLES_DIR} -B ${WORK_DIR}/examples-build -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/examples-build)
+foreach(example tof_depth dual_depth fixed_float)
+  run(${WORK_DIR}/examples-build/${example})
+endforeach()
 message(STATUS "installed pxkit consumed through find_package and pkg-config")
