@@ -309,6 +309,59 @@ PXKIT_API int32_t do_sparse_scharr_s1_v2(void* ctx, const void* src, void* dst,
  * context's worker threads: they stay blocked for the life of the process (a
  * deliberate leak), so make one pooled context and keep it, not one per frame. */
 PXKIT_API void deinit_sparse_scharr_s1_ctx(void* ctx);
+/* ---- Bicubic scanline sampler and colour conversion with scaling -------- */
+
+/* Pixel formats (one byte each in the library). */
+/* PXKIT_FORMAT_YUV420SP (1) and PXKIT_FORMAT_YUV420P (2) are defined above. */
+#define PXKIT_FORMAT_RGBX 4u  /* packed 32-bit, bytes R, G, B, X (X ignored) */
+#define PXKIT_FORMAT_XBGR 5u  /* packed 32-bit, bytes X, B, G, R (X ignored) */
+#define PXKIT_FORMAT_RGB24 7u /* packed 24-bit, bytes R, G, B */
+#define PXKIT_FORMAT_BGR24 8u /* packed 24-bit, bytes B, G, R */
+#define PXKIT_FORMAT_GREY 10u /* one byte per pixel */
+
+/* Fills dst[0, count) with bicubic samples (cubic convolution, parameter `a`,
+ * e.g. -1) of the 8-bit image `src` (src_width x src_height, rows unpadded) at
+ * the source positions (x0 + k dx, y0 + k dy), k = 0 .. count - 1. Outputs
+ * whose 4 x 4 neighbourhood leaves the usable area are 0 (the first usable
+ * output after the line enters is also 0). Each sum is truncated and its low
+ * 8 bits stored: values of 256 or more wrap, negative, NaN or infinite sums
+ * give 0. When dx or dy is 0 the constant coordinate is only tested against
+ * [0, size): rows (columns) one before to two after it are read as they fall,
+ * so the caller must provide that memory. Never writes outside dst[0, count):
+ * a line that lies wholly outside is all zeros; a NaN position gives zeros.
+ * No state; any thread. */
+PXKIT_API void scanline_bicubic_f32(const uint8_t* src, uint8_t* dst, uint32_t src_width,
+                                    uint32_t src_height, int32_t count, int32_t a, float x0,
+                                    float y0, float dx, float dy);
+
+typedef struct scale_color_conversion_ctx {   /* caller-owned; zero it before the first setup */
+  uint32_t* p_scale_index_x;  /* byte offset of each destination column in a source row */
+  uint32_t* p_scale_index_y;  /* source row of each destination row (same block as x) */
+  uint32_t src_width, src_height, dst_width, dst_height;
+  uint8_t src_format, dst_format, scaling, magic;
+} scale_color_conversion_ctx;                 /* magic at byte offset 35 on LP64 */
+
+/* Prepares `ctx` to convert src_format images to dst_format, resizing by
+ * nearest neighbour. Pairs: 1 -> 2 (chroma averaged over 2 x 2 when scaling),
+ * 7, 8, 4, 5 -> 10 (luma (4899 R + 9618 G + 1868 B) >> 14) and 10 -> 10.
+ * Returns 0; -1 for a null ctx or a zero argument; -2 for another pair (ctx
+ * untouched); -3 when the index tables cannot be allocated. Different sizes
+ * allocate one table block. Setting up a context whose tables still exist
+ * prints a warning and forgets the old block without freeing it: call
+ * destroy_scale_color_conversion first. */
+PXKIT_API int setup_scale_color_conversion(scale_color_conversion_ctx* ctx, uint32_t src_width,
+                                           uint32_t src_height, uint32_t dst_width,
+                                           uint32_t dst_height, int32_t src_format,
+                                           uint32_t dst_format);
+/* Converts one frame (sizes from ctx; strides from the records; buffers are not
+ * checked). For 1 -> 2 the chroma planes are (width >> 1) x (height >> 1);
+ * an odd scaled destination gets its last column or row of luma only.
+ * Returns 0; -1 for a null pointer; -2 for a bad magic or pair. Allocates
+ * nothing; a context may serve several threads at once. */
+PXKIT_API int do_scale_color_conversion(scale_color_conversion_ctx* ctx, const img_planes* src,
+                                        const img_planes* dst);
+/* Frees the tables and zero-fills the context; null is ignored. */
+PXKIT_API void destroy_scale_color_conversion(scale_color_conversion_ctx* ctx);
 
 #ifdef __cplusplus
 }  /* extern "C" */

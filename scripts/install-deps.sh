@@ -24,7 +24,7 @@ case "$group" in
       dpkg-dev                                          # dpkg-shlibdeps: Depends of the Debian packages
     )
     [ "$group" = test ] || packages+=(libopencv-dev)    # optional baselines in the benchmarks
-    [ "$group" = test ] || packages+=(libyuv-dev)       # libyuv baseline of yuv_scale_bench
+    [ "$group" = test ] || packages+=(libyuv-dev)       # libyuv baselines (yuv and colour benchmarks)
     ;;
   *) echo "usage: $0 [demo|test|bench|all]" >&2; exit 2 ;;
 esac

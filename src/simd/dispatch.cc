@@ -9,7 +9,10 @@ std::atomic<std::int64_t> g_allowed{kAllTargets};
 
 std::int64_t cpu_targets() {
 #if HWY_ARCH_X86
-  return hwy::SupportedTargets();  // CPUID, cached by Highway
+  // Highway 1.0 runs CPUID on every call (tens of microseconds in a virtual
+  // machine): ask once. Calls without a context choose their kernel per call.
+  static const std::int64_t supported = hwy::SupportedTargets();
+  return supported;
 #else
   // aarch64 always has Advanced SIMD; the NEON kernels use no AES instruction.
   return HWY_NEON;

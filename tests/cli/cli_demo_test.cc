@@ -130,6 +130,14 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_GT(w, 96u) << name;  // the frame with its title and colour bar
     EXPECT_GT(h, 72u) << name;
   }
+  // Colour panel: the chart in colour, its grey at full and half size, the rotation.
+  for (const char* name : {"colour_chart.png", "colour_grey.png", "colour_grey_half.png",
+                           "colour_rotated_30deg.png"}) {
+    EXPECT_NE(run.out.find(name), std::string::npos) << name;
+    std::uint32_t w = 0, h = 0;
+    EXPECT_NO_THROW(read_png_grey8(pics + "/" + name, w, h)) << name;
+    EXPECT_EQ(w, std::string(name) == "colour_grey_half.png" ? 48u : 96u) << name;
+  }
   // The edge panel: before and after s1 side by side, 8 pixels apart.
   std::uint32_t w = 0, h = 0;
   EXPECT_NO_THROW(read_png_grey8(pics + "/edges_s1_0-7.50m.png", w, h));
@@ -137,9 +145,9 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
   EXPECT_EQ(h, 72u);
   EXPECT_NE(run.out.find("\ns1 edge suppression f32, 2 threads "), std::string::npos) << run.out;
   constexpr long kYuvPanelPictures = 4;  // see cli_yuv_test.cc
-  // Six ToF pictures, the samples folder, the YUV panel's pictures and the edge panel.
+  // Six ToF pictures, the samples folder, the YUV panel's pictures, the edge panel and the colour panel's four.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()),
-            7 + kYuvPanelPictures + 1)
+            7 + kYuvPanelPictures + 1 + 4)
       << "temporary files left behind";
 }
 

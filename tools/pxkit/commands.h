@@ -11,5 +11,8 @@ int run_yuv(int argc, const char* const* argv);
 // Scharr: edge suppression of depth maps, sparse gradient magnitude.
 int run_edges(int argc, const char* const* argv);
 int run_gradient(int argc, const char* const* argv);
+// Colour conversion and bicubic rotation of PNG pictures.
+int run_grey(int argc, const char* const* argv);
+int run_rotate(int argc, const char* const* argv);
 
 }  // namespace pxcli

@@ -10,6 +10,7 @@
 
 #include "accuracy.h"
 #include "cli_error.h"
+#include "colour_demo.h"
 #include "commands.h"
 #include "decoders.h"
 #include "demo_pictures.h"
@@ -114,6 +115,7 @@ int run_demo(int argc, const char* const* argv) {
   const DemoSamples samples = stage_demo_samples(outputs, args.out_dir);
   const YuvPanel yuv_panel = stage_yuv_panel(outputs, args.out_dir);
   const EdgePanel edge_panel = stage_edge_panel(outputs, args.out_dir, mod);
+  const ColourPanel colour_panel = stage_colour_panel(outputs, args.out_dir);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -190,6 +192,8 @@ int run_demo(int argc, const char* const* argv) {
   // Edge panel: flying pixels on the depth edges, before and after s1.
   const EdgePanelFigures edges = run_edge_panel(edge_panel, scene, mod, args.verbose);
   print_row("s1 edge suppression f32, 2 threads", edges.ms, size, edges.summary);
+  // Colour panel: chart to grey (equal and half size), bicubic rotation.
+  run_colour_panel(colour_panel, size);
 
   write_demo_pictures(pictures, frames, mod);
   write_demo_samples(samples, scene);
@@ -198,6 +202,7 @@ int run_demo(int argc, const char* const* argv) {
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
   for (const std::string& name : yuv_panel.names) std::printf(" %s", name.c_str());
   std::printf(" %s", edge_panel.name.c_str());
+  for (const std::string& name : colour_panel.names) std::printf(" %s", name.c_str());
   std::printf("\nsample planes in %s/ (16-bit PNG, frequency 0 then 1); decode them in metres with:\n",
               samples.dir.c_str());
   for (const std::string& command : demo_decode_commands(samples, args.out_dir, mod)) {

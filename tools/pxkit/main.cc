@@ -20,9 +20,11 @@ constexpr const char* kUsage =
     "  demo      decode a synthetic ToF scene, write pictures, print speed and accuracy\n"
     "  tof       decode real ToF sample images (4 files, or 8 with --dual)\n"
     "  version   print the library version\n"
-    "  yuv       scale a raw NV12 frame into a raw I420 frame (bilinear or area)\n";
+    "  yuv       scale a raw NV12 frame into a raw I420 frame (bilinear or area)\n"
     "  edges     cut flying pixels on steep edges out of a depth map (Scharr s1)\n"
-    "  gradient  sparse Scharr gradient magnitude of a picture on a coarse grid\n";
+    "  gradient  sparse Scharr gradient magnitude of a picture on a coarse grid\n"
+    "  grey      convert a PNG picture to grey, optionally resized (nearest neighbour)\n"
+    "  rotate    rotate a PNG picture with the bicubic scanline sampler\n";
 
 }  // namespace
 
@@ -56,6 +58,8 @@ int main(int argc, char** argv) {
     if (command == "yuv") return run_yuv(argc - 1, argv + 1);
     if (command == "edges") return run_edges(argc - 1, argv + 1);
     if (command == "gradient") return run_gradient(argc - 1, argv + 1);
+    if (command == "grey") return run_grey(argc - 1, argv + 1);
+    if (command == "rotate") return run_rotate(argc - 1, argv + 1);
     std::fprintf(stderr, "pxkit: unknown command '%s' (see 'pxkit --help')\n", command.c_str());
     return kExitUsage;
   } catch (const CliError& e) {
