@@ -119,7 +119,9 @@ void* worker_main(void* arg) {
       wake_one(pool);
     if (!run_claimed(pool)) return nullptr;
     pool->searching.fetch_add(1);
-    just_ran_task = true;
+    // If the caller slept, the next frame comes only after it has run again,
+    // maybe on this core: polling would only delay it.
+    just_ran_task = pool->caller_asleep.load() == 0;
   }
 }
 
@@ -169,7 +171,10 @@ thread_pool* thread_pool_create(std::uint32_t thread_count) {
   pthread_mutex_init(&pool->idle_lock, nullptr);
   pthread_cond_init(&pool->work_ready, nullptr);
   pool->thread_count = thread_count;
-  pool->spin_slots = online_cores() - 1;
+  // A one-worker pool hands tasks over strictly in turn (the caller cannot
+  // help), so polling there only burns the time slices that the scheduler
+  // would give the other thread: it blocks, as a plain queue would.
+  pool->spin_slots = thread_count > 1 ? online_cores() - 1 : 0;
   pool->task_queue = simple_queue_create(0);
   pool->done_queue = simple_queue_create(0);
   if (pool->task_queue == nullptr || pool->done_queue == nullptr) {
@@ -229,7 +234,9 @@ thread_pool_task* thread_pool_wait(thread_pool* pool) {
       break;  // nothing soon: sleep in the done queue's pop
     }
   }
+  pool->caller_asleep.store(1);
   auto* task = static_cast<thread_pool_task*>(simple_queue_pop(pool->done_queue));
+  pool->caller_asleep.store(0);
   pool->finished.fetch_sub(1);
   return task;
 }
