@@ -41,7 +41,7 @@ struct thread_pool {
   std::atomic<std::uint32_t> stop;   // set by destroy; read by workers between tasks
   std::atomic<std::uint32_t> state;  // 1 while the workers run
   std::uint32_t thread_count;
-  std::uint32_t spin_slots;  // workers that may poll at once: online cores - 1
+  std::uint32_t spin_slots;  // pollers allowed at once: online cores - 1 (0 with one worker)
   // Items on the task queue that no thread has claimed yet. A thread takes one by
   // decrementing this first, so that its pop finds an item and never blocks.
   std::atomic<std::int32_t> unclaimed;
