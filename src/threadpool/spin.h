@@ -4,8 +4,6 @@
 // trip through the scheduler. The bound keeps an idle pool's CPU cost small.
 #pragma once
 
-#include <sched.h>
-
 #include <chrono>
 #include <cstdint>
 
@@ -21,22 +19,18 @@ inline void cpu_relax() {
 }
 
 // Polls `ready()` until it returns true (then true) or `limit` has passed
-// (then false). After the first microseconds it also yields the core between
-// rounds: with more threads than cores, the thread it waits for may be queued
-// behind it on the same core. The clock is read once every 32 polls.
+// (then false). The clock is read once every 32 polls. No sched_yield: on a
+// loaded machine a thread that yields can lose its core for milliseconds,
+// whereas one that blocks and is woken gets it back at once.
 template <class Ready>
 bool spin_until(Ready ready, std::chrono::nanoseconds limit) {
-  const auto start = std::chrono::steady_clock::now();
-  const auto yield_after = start + std::chrono::microseconds(2);
-  const auto deadline = start + limit;
+  const auto deadline = std::chrono::steady_clock::now() + limit;
   for (;;) {
     for (int i = 0; i < 32; ++i) {
       if (ready()) return true;
       cpu_relax();
     }
-    const auto now = std::chrono::steady_clock::now();
-    if (now >= deadline) return ready();
-    if (now >= yield_after) sched_yield();
+    if (std::chrono::steady_clock::now() >= deadline) return ready();
   }
 }
 

@@ -15,11 +15,13 @@
 namespace pxkit {
 namespace {
 
-// How long an idle worker polls for its next task, and the caller for a
-// finished one, before sleeping: long enough to bridge the gap between
-// back-to-back frames, short enough that an idle pool costs next to nothing.
-constexpr std::chrono::microseconds kWorkerPoll{50};
-constexpr std::chrono::microseconds kCallerPoll{20};
+// How long a worker that has just run a task polls for the next one, and the
+// caller for a finished one, before sleeping: long enough to bridge the gap
+// between back-to-back frames, short enough that an idle pool costs next to
+// nothing and that a poller sharing a core with the thread it waits for (more
+// threads than cores) wastes little of it.
+constexpr std::chrono::microseconds kWorkerPoll{20};
+constexpr std::chrono::microseconds kCallerPoll{5};
 
 std::atomic<int> g_fail_thread_start_at{-1};
 
@@ -67,18 +69,22 @@ void wake_one(thread_pool* pool) {
   pthread_mutex_unlock(&pool->idle_lock);
 }
 
-// A searching worker found nothing: it polls for a while when a poll slot is
-// free, then sleeps until woken. Called and returns as a searching worker.
+// A searching worker found nothing: it polls for a while if it has just run a
+// task and a poll slot is free (a worker woken for a task that someone else
+// took does not poll: it would keep a busy core from that someone), then
+// sleeps until woken. Called and returns as a searching worker.
 // Every order of counter updates here and in announce_item is sequentially
 // consistent: a sleeper announces itself before its last look at `unclaimed`,
 // and an adder publishes its item before it looks at `searching` and
 // `sleepers`, so at least one of the two sees the other.
-void wait_for_work(thread_pool* pool) {
+void wait_for_work(thread_pool* pool, bool just_ran_task) {
   auto work_or_stop = [pool] { return pool->unclaimed.load() > 0 || stop_requested(pool); };
-  const bool may_poll = pool->polling.fetch_add(1) < static_cast<std::int32_t>(pool->spin_slots);
-  const bool found = may_poll && spin_until(work_or_stop, kWorkerPoll);
-  pool->polling.fetch_sub(1);
-  if (found) return;
+  if (just_ran_task) {
+    const bool may_poll = pool->polling.fetch_add(1) < static_cast<std::int32_t>(pool->spin_slots);
+    const bool found = may_poll && spin_until(work_or_stop, kWorkerPoll);
+    pool->polling.fetch_sub(1);
+    if (found) return;
+  }
   pthread_mutex_lock(&pool->idle_lock);
   pool->searching.fetch_sub(1);
   pool->sleepers.fetch_add(1);
@@ -100,10 +106,12 @@ void wait_for_work(thread_pool* pool) {
 void* worker_main(void* arg) {
   auto* pool = static_cast<thread_pool*>(arg);
   pool->searching.fetch_add(1);
+  bool just_ran_task = false;
   for (;;) {
     if (stop_requested(pool)) return nullptr;
     if (!try_claim(pool)) {
-      wait_for_work(pool);
+      wait_for_work(pool, just_ran_task);
+      just_ran_task = false;
       continue;
     }
     // More tasks queued and nobody else looking: pass the wake-up on.
@@ -111,6 +119,9 @@ void* worker_main(void* arg) {
       wake_one(pool);
     if (!run_claimed(pool)) return nullptr;
     pool->searching.fetch_add(1);
+    // If the caller slept, the next frame comes only after it has run again,
+    // maybe on this core: polling would only delay it.
+    just_ran_task = pool->caller_asleep.load() == 0;
   }
 }
 
@@ -160,7 +171,10 @@ thread_pool* thread_pool_create(std::uint32_t thread_count) {
   pthread_mutex_init(&pool->idle_lock, nullptr);
   pthread_cond_init(&pool->work_ready, nullptr);
   pool->thread_count = thread_count;
-  pool->spin_slots = online_cores() - 1;
+  // A one-worker pool hands tasks over strictly in turn (the caller cannot
+  // help), so polling there only burns the time slices that the scheduler
+  // would give the other thread: it blocks, as a plain queue would.
+  pool->spin_slots = thread_count > 1 ? online_cores() - 1 : 0;
   pool->task_queue = simple_queue_create(0);
   pool->done_queue = simple_queue_create(0);
   if (pool->task_queue == nullptr || pool->done_queue == nullptr) {
@@ -220,7 +234,9 @@ thread_pool_task* thread_pool_wait(thread_pool* pool) {
       break;  // nothing soon: sleep in the done queue's pop
     }
   }
+  pool->caller_asleep.store(1);
   auto* task = static_cast<thread_pool_task*>(simple_queue_pop(pool->done_queue));
+  pool->caller_asleep.store(0);
   pool->finished.fetch_sub(1);
   return task;
 }

@@ -41,7 +41,7 @@ struct thread_pool {
   std::atomic<std::uint32_t> stop;   // set by destroy; read by workers between tasks
   std::atomic<std::uint32_t> state;  // 1 while the workers run
   std::uint32_t thread_count;
-  std::uint32_t spin_slots;  // workers that may poll at once: online cores - 1
+  std::uint32_t spin_slots;  // pollers allowed at once: online cores - 1 (0 with one worker)
   // Items on the task queue that no thread has claimed yet. A thread takes one by
   // decrementing this first, so that its pop finds an item and never blocks.
   std::atomic<std::int32_t> unclaimed;
@@ -49,6 +49,7 @@ struct thread_pool {
   std::atomic<std::int32_t> searching;  // workers awake without a task (incl. woken ones)
   std::atomic<std::int32_t> polling;    // of those, the ones spinning now
   std::atomic<std::int32_t> sleepers;   // workers asleep (or about to be) on work_ready
+  std::atomic<std::uint32_t> caller_asleep;  // the caller waits in the done queue's pop
   std::uint32_t wake_tokens;            // wake-ups sent, not yet taken; under idle_lock
   pthread_mutex_t idle_lock;            // guards the sleep on work_ready
   pthread_cond_t work_ready;
