@@ -4,15 +4,17 @@
 #   make test    installs what is missing, then native, aarch64 under qemu,
 #                ThreadSanitizer, and AddressSanitizer + UndefinedBehaviorSanitizer
 #   make bench   release benchmarks on this machine
+#   make deb     Debian packages for amd64 and arm64 in build/deb
 JOBS ?= $(shell nproc)
 CMAKE ?= cmake
 CTEST = ctest --output-on-failure -j$(JOBS)
-COMMON = -DCMAKE_BUILD_TYPE=Release -DPXKIT_WERROR=ON
-# The command-line tool and its tests come with every native build; the aarch64
-# cross build has no arm64 libpng or libtiff to link it against.
+# Installed (and packaged) under /usr, with the library in its multiarch folder.
+COMMON = -DCMAKE_BUILD_TYPE=Release -DPXKIT_WERROR=ON -DCMAKE_INSTALL_PREFIX=/usr
+# The command-line tool and its tests come with every build, the aarch64 cross
+# build included (it links Debian's arm64 libpng, libtiff and cairo).
 TOOLS = -DPXKIT_BUILD_TOOLS=ON
 
-.PHONY: deps demo check test test-native test-aarch64 test-tsan test-asan bench clean
+.PHONY: deps demo check test test-native test-aarch64 test-tsan test-asan bench deb clean
 
 deps:
 	scripts/install-deps.sh test
@@ -29,7 +31,7 @@ check test-native:
 	cd build/native && $(CTEST)
 
 test-aarch64:
-	$(CMAKE) -S . -B build/aarch64 $(COMMON) -DPXKIT_BUILD_TOOLS=OFF -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-aarch64.cmake
+	$(CMAKE) -S . -B build/aarch64 $(COMMON) $(TOOLS) -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-aarch64.cmake
 	$(CMAKE) --build build/aarch64 -j$(JOBS)
 	cd build/aarch64 && $(CTEST)
 
@@ -55,6 +57,18 @@ bench:
 	$(CMAKE) -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DPXKIT_BUILD_BENCH=ON -DPXKIT_BUILD_TESTS=OFF
 	$(CMAKE) --build build/bench -j$(JOBS)
 	scripts/run-benchmarks.sh build/bench
+
+# libpxkit1, libpxkit-dev and pxkit-tools for amd64 (native) and arm64 (cross).
+deb: deps
+	$(CMAKE) -S . -B build/deb-amd64 -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr $(TOOLS) -DPXKIT_BUILD_TESTS=OFF
+	$(CMAKE) --build build/deb-amd64 -j$(JOBS)
+	$(CMAKE) -S . -B build/deb-arm64 -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr $(TOOLS) -DPXKIT_BUILD_TESTS=OFF \
+	  -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-aarch64.cmake
+	$(CMAKE) --build build/deb-arm64 -j$(JOBS)
+	cd build/deb-amd64 && cpack -B $(CURDIR)/build/deb
+	cd build/deb-arm64 && cpack -B $(CURDIR)/build/deb
+	rm -rf build/deb/_CPack_Packages
+	@ls -1 build/deb/*.deb
 
 clean:
 	rm -rf build

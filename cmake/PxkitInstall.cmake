@@ -2,23 +2,29 @@
 # package: find_package(pxkit) gives the target pxkit::pxkit.
 include(CMakePackageConfigHelpers)
 
+# Components: `runtime` (the shared library), `dev` (header, libpxkit.so link,
+# CMake and pkg-config files) and `tools` (the pxkit command, tools/) become
+# the Debian packages libpxkit1, libpxkit-dev and pxkit-tools.
 install(TARGETS pxkit EXPORT pxkitTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES include/pxkit.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/pxkit.h ${PXKIT_GENERATED_INCLUDE}/pxkit_version.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 
 set(PXKIT_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/pxkit)
-install(EXPORT pxkitTargets NAMESPACE pxkit:: DESTINATION ${PXKIT_CMAKE_DIR})
+install(EXPORT pxkitTargets NAMESPACE pxkit:: DESTINATION ${PXKIT_CMAKE_DIR} COMPONENT dev)
 configure_package_config_file(cmake/pxkitConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/pxkitConfig.cmake INSTALL_DESTINATION ${PXKIT_CMAKE_DIR})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/pxkitConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/pxkitConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/pxkitConfigVersion.cmake
-        DESTINATION ${PXKIT_CMAKE_DIR})
+        DESTINATION ${PXKIT_CMAKE_DIR} COMPONENT dev)
 
 # The .pc file locates its prefix from its own directory, so the installed tree
 # can be moved (and `cmake --install --prefix` works).
 file(RELATIVE_PATH PXKIT_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/pxkit.pc.in ${CMAKE_CURRENT_BINARY_DIR}/pxkit.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/pxkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/pxkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+include(cmake/PxkitPackage.cmake)

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing pxkit need.
 # Usage: scripts/install-deps.sh [demo|test|bench|all]   (default: test)
-#   demo: what `make demo` needs (compiler, Highway, libpng, libtiff, CLI11)
-#   test: demo plus GoogleTest, Google Benchmark and the aarch64 cross tools
+#   demo: what `make demo` needs (compiler, Highway, libpng, libtiff, CLI11, cairo)
+#   test: demo plus GoogleTest, Google Benchmark, the aarch64 cross tools and the
+#         arm64 (multiarch) libraries the tool links, dpkg-dev for the packages
 #   bench, all: test plus OpenCV for the optional benchmark baselines
 # As root it runs apt-get; otherwise it prints the exact command and stops.
 set -euo pipefail
@@ -11,6 +12,7 @@ group=${1:-test}
 packages=(
   cmake make g++ pkg-config libhwy-dev                  # the library (SIMD through Highway)
   libpng-dev libtiff-dev libcli11-dev                   # the pxkit command-line tool
+  libcairo2-dev fonts-dejavu-core                       # the tool's pictures: text and shapes
 )
 case "$group" in
   demo) ;;
@@ -18,6 +20,8 @@ case "$group" in
     packages+=(
       libgtest-dev googletest libbenchmark-dev          # tests, benchmarks
       g++-aarch64-linux-gnu qemu-user                   # aarch64 cross build, run under qemu
+      libpng-dev:arm64 libtiff-dev:arm64 libcairo2-dev:arm64  # the tool in the aarch64 build (multiarch)
+      dpkg-dev                                          # dpkg-shlibdeps: Depends of the Debian packages
     )
     [ "$group" = test ] || packages+=(libopencv-dev)    # optional baselines in the benchmarks
     ;;
@@ -32,11 +36,20 @@ for p in "${packages[@]}"; do
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
+# arm64 packages come from Debian's multiarch: the architecture is added once.
+add_arch=""
+for p in "${missing[@]}"; do
+  if [[ "$p" == *:arm64 ]] && ! dpkg --print-foreign-architectures | grep -qx arm64; then
+    add_arch="dpkg --add-architecture arm64"
+  fi
+done
+
 if [ "$(id -u)" -ne 0 ]; then
   echo "pxkit needs these packages; install them as root with:"
-  echo "  apt-get update && apt-get install -y ${missing[*]}"
+  echo "  ${add_arch:+$add_arch && }apt-get update && apt-get install -y ${missing[*]}"
   exit 1
 fi
+[ -n "$add_arch" ] && $add_arch
 echo "installing: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 apt-get update -qq
