@@ -38,6 +38,7 @@
 //   stripes::split_even(std::int64_t{width} * height, spans);   // or split(rows, rows_per, spans)
 //   for (k...) { ctx->stripes[k].dst = dst + spans[k].first * pitch; ctx->stripes[k].rows = spans[k].count; }
 //   if (stripes::run(ctx->pool, std::span(ctx->stripes)) != kStripes) { /* pool unusable */ }
+//   // (with a stripe count T chosen at setup: std::span(ctx->stripes, T) in bind and run)
 //
 //   // destroy: thread_pool_destroy(ctx->pool); free the context.
 #pragma once

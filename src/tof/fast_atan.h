@@ -18,6 +18,7 @@
 namespace pxkit::atan_detail {
 
 inline constexpr float kPi = 3.1415927f;
+using pxkit::kTwoPi;  // common/numeric.h, with the other angles here
 inline constexpr float kHalfPi = 1.5707964f;
 inline constexpr float kThreeHalfPi = 4.712389f;
 inline constexpr float kStep = 0.0625f;
