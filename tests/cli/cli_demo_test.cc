@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <tuple>
 
 #include "sample_files.h"
 #include "scene.h"
@@ -88,7 +89,19 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_EQ(w, 96u) << name;
     EXPECT_EQ(h, 72u) << name;
   }
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 6)
+  // The scaling panel: the depth at half and twice the size, with its timing rows.
+  for (const auto& [name, w, h] : {std::tuple<const char*, std::uint32_t, std::uint32_t>{
+                                       "scaled_depth_down_48x36_0-7.50m.png", 48, 36},
+                                   {"scaled_depth_up_192x144_0-7.50m.png", 192, 144}}) {
+    EXPECT_NE(run.out.find(name), std::string::npos) << name;
+    std::uint32_t pw = 0, ph = 0;
+    EXPECT_NO_THROW(read_png_grey8(pics + "/" + name, pw, ph)) << name;
+    EXPECT_EQ(pw, w) << name;
+    EXPECT_EQ(ph, h) << name;
+  }
+  EXPECT_NE(run.out.find("\nbilinear scale u16 depth -> 48x36 "), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("\nbilinear scale u16 depth -> 192x144 "), std::string::npos) << run.out;
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 8)
       << "temporary files left behind";
 }
 

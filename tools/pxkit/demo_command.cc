@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "decoders.h"
 #include "demo_pictures.h"
+#include "demo_scaling.h"
 #include "scene.h"
 #include "stage_timer.h"
 
@@ -63,6 +64,7 @@ int run_demo(int argc, const char* const* argv) {
   const Modulation mod;
   StagedOutputs outputs;
   const DemoPictures pictures = stage_demo_pictures(outputs, args.out_dir, mod);
+  const ScalingPanel scaling = stage_scaling_pictures(outputs, args.out_dir, args.size, mod);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -135,10 +137,16 @@ int run_demo(int argc, const char* const* argv) {
                 static_cast<unsigned long long>(dual.correct_wraps), static_cast<unsigned long long>(dual.pixels));
   print_row("dual-frequency f32 depth + amp", dual_ms, size, wraps);
 
+  // Scaling panel: the dual-frequency depth in millimetres, resized down and up.
+  for (const ScalingTiming& row : run_scaling_panel(scaling, size, frames.dual_depth_wraps, mod)) {
+    print_row(row.stage.c_str(), row.ms, row.output, "u16 mm, pictures scaled_depth_*.png");
+  }
+
   write_demo_pictures(pictures, frames, mod);
   outputs.commit();
   std::printf("pictures in %s/:", args.out_dir.c_str());
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
+  for (const std::string& name : scaling.names) std::printf(" %s", name.c_str());
   std::printf("\n");
   return 0;
 }
