@@ -163,7 +163,7 @@ void HRow(const T* in, T* out, const common_img_scale_ctx* c) {
     } else {
       VF a, b;
       GatherPairs(in, col, &a, &b);
-      const VF r = LerpF32(a, b, SmallToFloat(col.w0), SmallToFloat(col.w1));
+      const VF r = LerpF32(a, b, hn::LoadU(DF(), c->column_w0_f32 + i), hn::LoadU(DF(), c->column_w1_f32 + i));
       const auto copied = hn::RebindMask(DF(), hn::Eq(col.w1, hn::Zero(DU())));
       hn::StoreU(hn::IfThenElse(copied, a, r), DF(), out + i);
     }
@@ -217,7 +217,8 @@ void Q4Row(const T* in, std::uint32_t* q4, const common_img_scale_ctx* c) {
     } else {
       VF a, b;
       GatherPairs(in, col, &a, &b);
-      const VF pa = hn::Mul(a, SmallToFloat(col.w0)), pb = hn::Mul(b, SmallToFloat(col.w1));
+      const VF pa = hn::Mul(a, hn::LoadU(DF(), c->column_w0_f32 + i));
+      const VF pb = hn::Mul(b, hn::LoadU(DF(), c->column_w1_f32 + i));
       if (AllSmall(pa, pb)) {
         // Where w1 = 0 the general rule gives the copy rule's trunc(a x 16)
         // here: a x 2048 is exact and below 2^31, b x 0 is 0, and

@@ -27,7 +27,7 @@ using scale_kernel = std::int32_t (*)(const common_img_scale_ctx* ctx, const voi
 struct common_img_scale_ctx {
   std::uint32_t magic;  // kScaleMagic once creation has succeeded
   pxkit::scale::bilinear_scale_tables tables;
-  std::uint32_t* intermediate;  // src_height x dst_width 4-byte elements
+  std::uint32_t* intermediate;  // src_height x dst_width 4-byte elements, then column_weights_f32
   std::uint32_t src_width, src_stride, src_height;  // strides in bytes
   std::uint32_t dst_width, dst_stride, dst_height;
   std::uint32_t method;
@@ -36,4 +36,8 @@ struct common_img_scale_ctx {
   // Leading destination columns whose left source column is not the last one
   // (so that its right neighbour exists): the vector kernels gather these.
   std::uint32_t inner_columns;
+  // The column weights as floats (w0, w1 per column, dst_width of each), for
+  // the f32 vector kernels; they live after the intermediate rows.
+  float* column_w0_f32;
+  float* column_w1_f32;
 };

@@ -75,7 +75,8 @@ extern "C" PXKIT_API void* create_common_img_scale_ctx(uint32_t src_width, uint3
     diag::line("[error]: non-scale, not supported yet");
     return fail(ctx);
   }
-  const std::uint64_t elements = std::uint64_t{src_height} * dst_width;
+  // The intermediate rows, then two rows of float column weights.
+  const std::uint64_t elements = (std::uint64_t{src_height} + 2) * dst_width;
   if (elements <= kMaxIntermediateElements) {
     ctx->intermediate = static_cast<std::uint32_t*>(
         mem::allocate(static_cast<std::size_t>(elements) * sizeof(std::uint32_t)));
@@ -90,6 +91,12 @@ extern "C" PXKIT_API void* create_common_img_scale_ctx(uint32_t src_width, uint3
     return fail(ctx);
   }
   ctx->inner_columns = count_inner_columns(ctx->tables);
+  ctx->column_w0_f32 = reinterpret_cast<float*>(ctx->intermediate + std::size_t{src_height} * dst_width);
+  ctx->column_w1_f32 = ctx->column_w0_f32 + dst_width;
+  for (std::uint32_t i = 0; i < dst_width; ++i) {
+    ctx->column_w0_f32[i] = static_cast<float>(ctx->tables.column_weights[i].w0);
+    ctx->column_w1_f32[i] = static_cast<float>(ctx->tables.column_weights[i].w1);
+  }
   ctx->func_scale = choose_kernel(active_bilinear_kernels(), *ctx, data_type == kDataU16);
   ctx->scaling = 1;
   ctx->magic = kScaleMagic;
