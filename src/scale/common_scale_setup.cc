@@ -90,7 +90,9 @@ extern "C" PXKIT_API void* create_common_img_scale_ctx(uint32_t src_width, uint3
     diag::line("[error]: __setup_bilinear_scale_ctx_u8 failed");
     return fail(ctx);
   }
-  ctx->inner_columns = count_inner_columns(ctx->tables);
+  // The vector kernels gather with 32-bit signed byte offsets: rows of 2^29
+  // samples or more (2 GiB of f32) are left to the row loops.
+  ctx->inner_columns = src_width < (1u << 29) ? count_inner_columns(ctx->tables) : 0;
   ctx->column_w0_f32 = reinterpret_cast<float*>(ctx->intermediate + std::size_t{src_height} * dst_width);
   ctx->column_w1_f32 = ctx->column_w0_f32 + dst_width;
   for (std::uint32_t i = 0; i < dst_width; ++i) {
