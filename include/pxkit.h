@@ -10,13 +10,16 @@
  *    4 worker threads. A context serves one caller at a time; separate contexts
  *    may be used from separate threads at once.
  *  - Frame calls allocate nothing. Refusals print one line on standard output
- *    and return a negative code (or null from a setup).
+ *    (or hand it to pxkit_set_message_handler's handler) and return a negative
+ *    code (or null from a setup).
  *  - Results are bit-exact and identical on aarch64 and x86-64.
  */
 #ifndef PXKIT_H_
 #define PXKIT_H_
 
 #include <stdint.h>
+
+#include "pxkit_version.h" /* PXKIT_VERSION_MAJOR, _MINOR, _PATCH, _STRING */
 
 #if defined(PXKIT_BUILDING_LIBRARY)
 #define PXKIT_API __attribute__((visibility("default")))
@@ -30,9 +33,11 @@ extern "C" {
 
 /* ---- Version and placeholders ------------------------------------------- */
 
-/* Writes the 8-byte version (01 01 07 00 E5 07 09 12: major 1, minor 1, u16
- * patch 7, u16 year 2021, month 9, day 18) into `buffer` and returns it.
- * A null buffer is returned unchanged. */
+/* Writes the 8-byte version of the loaded library into `buffer` and returns it:
+ * major (u8), minor (u8), patch (u16), then the build date: year (u16), month,
+ * day (u8 each), integers little-endian. The release this header belongs to is
+ * PXKIT_VERSION_*; the date is 2021-09-18 (E5 07 09 12). A null buffer is
+ * returned unchanged. */
 PXKIT_API uint8_t* get_pxkit_version(uint8_t* buffer);
 
 /* Placeholder: no 2-D filter context exists; always returns null. */
@@ -41,6 +46,19 @@ PXKIT_API void* setup_filter2d_f32_mono(void);
 PXKIT_API void filter2d_mono_f32(void);
 /* Placeholder: returns at once. */
 PXKIT_API void destroy_filter2d_f32_mono(void);
+
+/* ---- Messages -------------------------------------------------------------- */
+
+/* Receives one diagnostic line of the library, without its trailing line feed
+ * (at most 511 characters; longer lines are cut). */
+typedef void (*pxkit_message_fn)(const char* line, void* user);
+/* Sends every later diagnostic of the library (refusals, option reports) to
+ * `fn` with `user` instead of standard output; null restores standard output.
+ * May be called at any time, before any context exists. The setting is
+ * process-wide: `fn` is called on the thread that reports (the caller's, or a
+ * pool worker for "error: invalid task"), possibly from several threads at
+ * once, so it must be thread-safe; it must not call back into pxkit. */
+PXKIT_API void pxkit_set_message_handler(pxkit_message_fn fn, void* user);
 
 /* ---- Single-frequency time-of-flight depth and amplitude ----------------- */
 

@@ -11,6 +11,7 @@ group=${1:-test}
 packages=(
   cmake make g++ pkg-config libhwy-dev                  # the library (SIMD through Highway)
   libpng-dev libtiff-dev libcli11-dev                   # the pxkit command-line tool
+  libcairo2-dev fonts-dejavu-core                       # the tool's pictures: text and shapes
 )
 case "$group" in
   demo) ;;

@@ -5,7 +5,9 @@
 #include <string.h>
 
 int main(void) {
-  static const uint8_t expected[8] = {0x01, 0x01, 0x07, 0x00, 0xE5, 0x07, 0x09, 0x12};
+  static const uint8_t expected[8] = {PXKIT_VERSION_MAJOR, PXKIT_VERSION_MINOR,
+                                      PXKIT_VERSION_PATCH & 0xFF, PXKIT_VERSION_PATCH >> 8,
+                                      0xE5, 0x07, 0x09, 0x12};
   uint8_t version[8];
   if (get_pxkit_version(version) != version || memcmp(version, expected, sizeof expected) != 0) {
     puts("get_pxkit_version returned wrong bytes");

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "image_writers.h"
+#include "pxkit_version.h"
 #include "tool_runner.h"
 
 namespace clitest {
@@ -82,7 +84,7 @@ TEST(CliUsage, VersionComesFromTheLibrary) {
   ScratchDir dir;
   const ToolRun run = run_tool({"version"}, dir.path());
   EXPECT_EQ(run.exit_code, 0);
-  EXPECT_EQ(run.out, "libpxkit 1.1.7 (2021-09-18)\n");
+  EXPECT_EQ(run.out, "libpxkit " PXKIT_VERSION_STRING " (2021-09-18)\n");
 }
 
 TEST(CliTofErrors, BadArguments) {
@@ -110,7 +112,8 @@ TEST(CliTofErrors, MissingShortAndMismatchedFiles) {
   const auto in = raw_inputs(dir);
   expect_refused(dir, {"tof", "--size", "8x4", in[0], in[1], in[2], "absent.raw"},
                  "cannot read absent.raw: No such file or directory");
-  expect_refused(dir, concat({"tof"}, in), "p0.raw: raw sample file needs --size WxH");
+  expect_refused(dir, concat({"tof"}, in),
+                 "p0.raw: not a PNG or binary (P5) PGM; raw sample files need --size WxH (the tool reads");
   std::filesystem::create_directory(dir / "folder");
   expect_refused(dir, {"tof", "--size", "8x4", in[0], "folder", in[2], in[3]}, "cannot read folder: not a regular file");
   expect_refused(dir, {"tof"}, "FILES is required");
@@ -158,15 +161,113 @@ TEST(CliTofErrors, UnwritableOutputsLeaveNothingBehind) {
                  "cannot write x_amplitude.png: it is a directory");
 }
 
+// Values the tool used to accept silently: each is one line and exit code 2.
+TEST(CliTofErrors, NonsenseNumbersAndOptionsThatWouldNotApply) {
+  ScratchDir dir;
+  const auto in = raw_inputs(dir);
+  const auto eight = concat(in, in);
+  const struct {
+    std::vector<std::string> options;
+    const char* why;
+  } cases[] = {
+      {{"--scale", "0"}, "--scale must not be 0"},
+      {{"--scale", "nan"}, "--scale must be a finite number"},
+      {{"--scale", "inf"}, "--scale must be a finite number"},
+      {{"--offset", "nan"}, "--offset must be a finite number"},
+      {{"--freq", "0"}, "--freq must be a positive frequency"},
+      {{"--freq", "-60e6"}, "--freq must be a positive frequency"},
+      {{"--m0", "5"}, "--m0/--m1 need --dual"},
+      {{"--mantissa-bits", "16", "--fixed16"}, "--mantissa-bits must be 0..15"},
+      {{"--mantissa-bits", "12"}, "--mantissa-bits needs --fixed16"},
+      {{"--out", ""}, "--out must not be empty"},
+      {{"--dual", "--m0", "0", "--m1", "0"}, "--m0 and --m1 must be at least 1"},
+      {{"--dual", "--offset1", "nan"}, "--offset1 must be a finite number"},
+  };
+  for (const auto& c : cases) {
+    const bool dual = c.options[0] == "--dual";
+    std::vector<std::string> args = concat({"tof", "--size", "8x4"}, c.options);
+    expect_refused(dir, concat(args, dual ? eight : in), c.why);
+  }
+}
+
+// The content decides the format; a name that promises another one is refused.
+TEST(CliTofErrors, FormatComesFromTheContent) {
+  ScratchDir dir;
+  write_bytes(dir / "noise.png", std::vector<std::uint8_t>(kW * kH * 2, 0x5A));  // the size of an 8x4 raw frame
+  expect_refused(dir, {"tof", "--size", "8x4", "noise.png", "noise.png", "noise.png", "noise.png"},
+                 "noise.png: not a PNG file");
+  const std::string p2 = "P2\n8 4\n65535\n" + std::string(32 * 2, '1');
+  write_bytes(dir / "text.pgm", std::vector<std::uint8_t>(p2.begin(), p2.end()));
+  expect_refused(dir, {"tof", "text.pgm", "text.pgm", "text.pgm", "text.pgm"}, "plain-text (P2) PGM is not read");
+}
+
+// A huge raw file is measured, not read: refused at once, whatever memory is left.
+TEST(CliTofErrors, OversizedRawFileIsRefusedBeforeReading) {
+  ScratchDir dir;
+  const auto in = raw_inputs(dir);
+  { std::ofstream touch(dir / "huge.raw"); }
+  std::filesystem::resize_file(dir / "huge.raw", std::uint64_t{10} << 30);  // sparse: no disk used
+  const ToolRun run = run_tool({"tof", "--size", "320x240", "huge.raw", "huge.raw", "huge.raw", "huge.raw"},
+                               dir.path(), {std::uint64_t{512} << 20, 0});
+  EXPECT_EQ(run.exit_code, 2) << run.err;
+  EXPECT_EQ(run.err, "pxkit tof: huge.raw: 10737418240 bytes, expected 153600 (320x240 16-bit samples)\n");
+}
+
+// A write that fails part-way names the user's file and the system's reason once.
+TEST(CliTofErrors, WriteFailureNamesTheOutputAndTheReason) {
+  ScratchDir dir;
+  std::vector<std::string> in;
+  for (int k = 0; k < 4; ++k) {
+    in.push_back("q" + std::to_string(k) + ".raw");
+    write_raw(dir / in.back(), std::vector<std::uint16_t>(64 * 64, static_cast<std::uint16_t>(k * 100)));
+  }
+  const std::vector<std::string> before = dir.files();
+  for (const char* format : {"tiff", "pfm"}) {
+    const ToolRun run = run_tool(concat({"tof", "--size", "64x64", "--format", format}, in), dir.path(),
+                                 {0, 4096});
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.err, std::string("pxkit tof: cannot write tof_depth.") + format + ": File too large\n");
+    EXPECT_EQ(dir.files(), before);
+  }
+}
+
+TEST(CliTofOutput, TrailingSlashNamesAFolder) {
+  ScratchDir dir;
+  const auto in = raw_inputs(dir);
+  std::filesystem::create_directory(dir / "out");
+  const ToolRun run = run_tool(concat({"tof", "--size", "8x4", "--out", "out/"}, in), dir.path());
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_TRUE(std::filesystem::exists(dir / "out/tof_depth.tiff"));
+}
+
 TEST(CliDemoErrors, BadArgumentsAndUnwritableFolder) {
   ScratchDir dir;
   write_bytes(dir / "plain-file", {1});
   expect_refused(dir, {"demo", "--size", "4x4"}, "--size must be at least 8x8");
   expect_refused(dir, {"demo", "--size", "640x"}, "bad size '640x'");
-  expect_refused(dir, {"demo", "--noise", "-1"}, "--noise must be 0 or more");
+  expect_refused(dir, {"demo", "--noise", "-1"}, "--noise must be a finite number, 0 or more");
+  expect_refused(dir, {"demo", "--noise", "inf"}, "--noise must be a finite number, 0 or more");
+  expect_refused(dir, {"demo", "--out", ""}, "--out must name a folder");
+  expect_refused(dir, {"demo", "--size", "20000x20000"}, "at most 268435456 (2^28) pixels, e.g. 16384x16384");
   expect_refused(dir, {"demo", "--out", "plain-file/demo"}, "cannot create plain-file/demo");
   expect_refused(dir, {"demo", "--out", "plain-file"}, "cannot create plain-file");
 }
+
+// Sanitizer builds run without the memory limit (see run_tool), so this
+// refusal is checked in the plain build only.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(CliDemoErrors, SizeBeyondTheMemoryLimitIsRefusedUpFront) {
+  ScratchDir dir;
+  const std::vector<std::string> args = {"demo", "--size", "16384x16384", "--out", "d"};
+  const ToolRun run = run_tool(args, dir.path(), {std::uint64_t{2} << 30, 0});
+  EXPECT_EQ(run.exit_code, 2) << run.err;
+  EXPECT_EQ(line_count(run.err), 1) << run.err;
+  EXPECT_NE(run.err.find("MiB this process may use; the largest square size here is about"), std::string::npos)
+      << run.err;
+  EXPECT_EQ(run.out, "");
+  EXPECT_TRUE(dir.files().empty());
+}
+#endif
 
 }  // namespace
 }  // namespace clitest

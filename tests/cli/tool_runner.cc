@@ -1,13 +1,14 @@
 #include "tool_runner.h"
 
 #include <fcntl.h>
-#include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <png.h>
 #include <tiffio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,11 +18,15 @@
 #include <memory>
 #include <stdexcept>
 
-extern char** environ;
-
 namespace clitest {
 
 namespace fs = std::filesystem;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
 
 ScratchDir::ScratchDir() {
   std::string pattern = (fs::temp_directory_path() / "pxkit-cli-XXXXXX").string();
@@ -50,7 +55,7 @@ std::string slurp(const std::string& path) {
 
 }  // namespace
 
-ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir) {
+ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, const ToolLimits& limits) {
   // Captured output goes next to the scratch folder, not into it, so that the
   // tests can check the folder holds nothing the tool did not mean to leave.
   const std::string out_path = dir + ".stdout", err_path = dir + ".stderr";
@@ -60,16 +65,29 @@ ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir) {
   for (std::string& a : argv_store) argv.push_back(a.data());
   argv.push_back(nullptr);
 
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  // posix_spawn has no portable chdir action before glibc 2.29's _np one; use it.
-  posix_spawn_file_actions_addchdir_np(&actions, dir.c_str());
-  pid_t pid = 0;
-  const int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (rc != 0) throw std::runtime_error(std::string("posix_spawn: ") + std::strerror(rc));
+  // The child calls only async-signal-safe functions between fork and exec.
+  const pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
+  if (pid == 0) {
+    const int out = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (out < 0 || err < 0 || dup2(out, STDOUT_FILENO) < 0 || dup2(err, STDERR_FILENO) < 0 ||
+        chdir(dir.c_str()) != 0) {
+      _exit(127);
+    }
+    // Sanitizer run-times reserve terabytes of address space: no limit there.
+    if (limits.address_space_bytes != 0 && !kSanitized) {
+      const struct rlimit rl = {limits.address_space_bytes, limits.address_space_bytes};
+      if (setrlimit(RLIMIT_AS, &rl) != 0) _exit(127);
+    }
+    if (limits.file_size_bytes != 0) {
+      const struct rlimit rl = {limits.file_size_bytes, limits.file_size_bytes};
+      signal(SIGXFSZ, SIG_IGN);  // an over-long write then fails with EFBIG instead of killing the tool
+      if (setrlimit(RLIMIT_FSIZE, &rl) != 0) _exit(127);
+    }
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
   int status = 0;
   while (waitpid(pid, &status, 0) < 0) {
     if (errno != EINTR) throw std::runtime_error("waitpid failed");

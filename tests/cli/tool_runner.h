@@ -28,8 +28,15 @@ class ScratchDir {
   std::string path_;
 };
 
+// Resource limits for one run (0 = the test's own): address space, and the
+// largest file the tool may write (beyond it writes fail with EFBIG).
+struct ToolLimits {
+  std::uint64_t address_space_bytes = 0;
+  std::uint64_t file_size_bytes = 0;
+};
+
 // Runs `pxkit args...` with `dir` as working directory.
-ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir);
+ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, const ToolLimits& limits = {});
 
 // Number of lines of `text` (a last line without a newline counts).
 int line_count(const std::string& text);

@@ -18,7 +18,7 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/cmake-build -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 run(${WORK_DIR}/cmake-build/consumer)
-if(NOT last_output MATCHES "pxkit 1.1.7")
+if(NOT last_output MATCHES "pxkit ${VERSION}")
   message(FATAL_ERROR "find_package consumer printed: ${last_output}")
 endif()
 
@@ -33,7 +33,19 @@ run(pkg-config --variable=libdir pxkit)
 string(STRIP "${last_output}" libdir)
 run(cc ${SOURCE_DIR}/main.c -o ${WORK_DIR}/pc-consumer ${flags} -Wl,-rpath,${libdir})
 run(${WORK_DIR}/pc-consumer)
-if(NOT last_output MATCHES "pxkit 1.1.7")
+if(NOT last_output MATCHES "pxkit ${VERSION}")
   message(FATAL_ERROR "pkg-config consumer printed: ${last_output}")
 endif()
+
+# Without an rpath the program finds the library through LD_LIBRARY_PATH.
+run(cc ${SOURCE_DIR}/main.c -o ${WORK_DIR}/pc-consumer-plain ${flags})
+run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir} ${WORK_DIR}/pc-consumer-plain)
+
+# The example programs, built on their own against the installed package as
+# the README shows (CMAKE_PREFIX_PATH; CMake records the library's rpath).
+run(${CMAKE_COMMAND} -S ${EXAMPLES_DIR} -B ${WORK_DIR}/examples-build -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/examples-build)
+foreach(example tof_depth dual_depth fixed_float)
+  run(${WORK_DIR}/examples-build/${example})
+endforeach()
 message(STATUS "installed pxkit consumed through find_package and pkg-config")

@@ -39,7 +39,9 @@ Size parse_size(const std::string& text) {
     throw CliError("bad size '" + text + "': expected WIDTHxHEIGHT, e.g. 640x480");
   }
   // The library takes the height as a signed 32-bit value and counts pixels in 32 bits.
-  if (s.pixels() > (1u << 28)) throw CliError("size " + text + " is too large");
+  if (s.pixels() > (1u << 28)) {
+    throw CliError("size " + text + " is too large: at most 268435456 (2^28) pixels, e.g. 16384x16384");
+  }
   return s;
 }
 

@@ -1,5 +1,9 @@
 // pxkit demo: decode a synthetic room with the library and show how well it did.
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -9,6 +13,7 @@
 #include "commands.h"
 #include "decoders.h"
 #include "demo_pictures.h"
+#include "demo_samples.h"
 #include "demo_scaling.h"
 #include "scene.h"
 #include "stage_timer.h"
@@ -39,6 +44,44 @@ std::vector<std::int16_t> as_signed(const std::vector<std::uint16_t>& plane) {
   return std::vector<std::int16_t>(plane.begin(), plane.end());
 }
 
+// Memory a demo frame needs: about 75 bytes per pixel were measured for the
+// scene, the decoded planes and the pictures; the margin covers the panels'
+// resized copies and allocator slack.
+constexpr std::uint64_t kDemoBytesPerPixel = 160;
+constexpr std::uint64_t kDemoBaseBytes = std::uint64_t{64} << 20;
+
+// What this process may use: the address-space limit if one is set, and the
+// memory the system has available now.
+std::uint64_t usable_memory() {
+  std::uint64_t limit = UINT64_MAX;
+  struct rlimit rl {};
+  if (getrlimit(RLIMIT_AS, &rl) == 0 && rl.rlim_cur != RLIM_INFINITY) limit = rl.rlim_cur;
+  if (std::FILE* f = std::fopen("/proc/meminfo", "r")) {
+    char line[256];
+    unsigned long long kib = 0;
+    while (std::fgets(line, sizeof line, f)) {
+      if (std::sscanf(line, "MemAvailable: %llu kB", &kib) == 1) {
+        limit = std::min<std::uint64_t>(limit, std::uint64_t{kib} * 1024);
+        break;
+      }
+    }
+    std::fclose(f);
+  }
+  return limit;
+}
+
+// Refuses, before anything is written, a size whose frames would not fit.
+void check_demo_memory(Size size) {
+  const std::uint64_t need = kDemoBaseBytes + size.pixels() * kDemoBytesPerPixel;
+  const std::uint64_t have = usable_memory();
+  if (need <= have) return;
+  const std::uint64_t max_pixels = have > kDemoBaseBytes ? (have - kDemoBaseBytes) / kDemoBytesPerPixel : 0;
+  const auto side = static_cast<std::uint64_t>(std::sqrt(static_cast<double>(max_pixels)));
+  throw CliError("--size " + to_string(size) + " needs about " + std::to_string(need >> 20) + " MiB, more than the " +
+                 std::to_string(have >> 20) + " MiB this process may use; the largest square size here is about " +
+                 std::to_string(side) + "x" + std::to_string(side));
+}
+
 }  // namespace
 
 int run_demo(int argc, const char* const* argv) {
@@ -56,7 +99,9 @@ int run_demo(int argc, const char* const* argv) {
   if (!parse_command(app, argc, argv)) return 0;
   args.size = parse_size(size_text);
   if (args.size.width < 8 || args.size.height < 8) throw CliError("--size must be at least 8x8");
-  if (!(args.noise >= 0)) throw CliError("--noise must be 0 or more");
+  if (!(args.noise >= 0) || !std::isfinite(args.noise)) throw CliError("--noise must be a finite number, 0 or more");
+  if (args.out_dir.empty()) throw CliError("--out must name a folder");
+  check_demo_memory(args.size);
 
   std::error_code ec;
   std::filesystem::create_directories(args.out_dir, ec);
@@ -64,6 +109,7 @@ int run_demo(int argc, const char* const* argv) {
   const Modulation mod;
   StagedOutputs outputs;
   const DemoPictures pictures = stage_demo_pictures(outputs, args.out_dir, mod);
+  const DemoSamples samples = stage_demo_samples(outputs, args.out_dir);
   const ScalingPanel scaling = stage_scaling_pictures(outputs, args.out_dir, args.size, mod);
 
   const Size size = args.size;
@@ -143,11 +189,16 @@ int run_demo(int argc, const char* const* argv) {
   }
 
   write_demo_pictures(pictures, frames, mod);
+  write_demo_samples(samples, scene);
   outputs.commit();
   std::printf("pictures in %s/:", args.out_dir.c_str());
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
   for (const std::string& name : scaling.names) std::printf(" %s", name.c_str());
-  std::printf("\n");
+  std::printf("\nsample planes in %s/ (16-bit PNG, frequency 0 then 1); decode them in metres with:\n",
+              samples.dir.c_str());
+  for (const std::string& command : demo_decode_commands(samples, args.out_dir, mod)) {
+    std::printf("  %s\n", command.c_str());
+  }
   return 0;
 }
 

@@ -1,9 +1,11 @@
 #include "demo_pictures.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 
 #include "colour_map.h"
+#include "figure.h"
 #include "image_writers.h"
 
 namespace pxcli {
@@ -50,27 +52,25 @@ std::vector<std::uint8_t> grey_to_rgb(const std::vector<std::uint8_t>& grey) {
   return rgb;
 }
 
-// Four RGB pictures of `size`, each halved (2x2 mean), tiled 2x2.
-std::vector<std::uint8_t> overview(Size size, const std::vector<std::uint8_t>* tiles[4], Size& out) {
-  const std::uint32_t tw = size.width / 2, th = size.height / 2;
-  out = {2 * tw, 2 * th};
-  std::vector<std::uint8_t> rgb(out.pixels() * 3);
-  for (int t = 0; t < 4; ++t) {
-    const std::uint32_t ox = (t % 2) * tw, oy = (t / 2) * th;
-    for (std::uint32_t y = 0; y < th; ++y) {
-      for (std::uint32_t x = 0; x < tw; ++x) {
-        for (int c = 0; c < 3; ++c) {
-          const auto at = [&](std::uint32_t sx, std::uint32_t sy) {
-            return unsigned{(*tiles[t])[(std::size_t{sy} * size.width + sx) * 3 + c]};
-          };
-          const unsigned sum = at(2 * x, 2 * y) + at(2 * x + 1, 2 * y) + at(2 * x, 2 * y + 1) +
-                               at(2 * x + 1, 2 * y + 1);
-          rgb[(std::size_t{oy + y} * out.width + ox + x) * 3 + c] = static_cast<std::uint8_t>((sum + 2) / 4);
-        }
-      }
-    }
+// Pixels whose dual-frequency wrap count is wrong (at most `limit`, so that a
+// broken decode still draws quickly), in the coordinates of an image `shrink`
+// times smaller.
+std::vector<std::uint32_t> wrong_wraps(const DemoFrames& f, double wrap1, std::uint32_t shrink, std::size_t limit) {
+  std::vector<std::uint32_t> marked;
+  const std::uint32_t width = f.size.width / shrink;
+  for (std::size_t i = 0; i < f.truth_m.size() && marked.size() < limit; ++i) {
+    if (std::fabs(f.dual_depth_wraps[i] * wrap1 - f.truth_m[i]) < wrap1 / 2) continue;
+    const auto x = static_cast<std::uint32_t>(i % f.size.width) / shrink;
+    const auto y = static_cast<std::uint32_t>(i / f.size.width) / shrink;
+    if (x < width && y < f.size.height / shrink) marked.push_back(y * width + x);
   }
-  return rgb;
+  return marked;
+}
+
+std::string metres(double v) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f m", v);
+  return text;
 }
 
 }  // namespace
@@ -87,21 +87,45 @@ void write_demo_pictures(const DemoPictures& p, const DemoFrames& f, const Modul
   for (std::size_t i = 0; i < dual_m.size(); ++i) {
     dual_m[i] = static_cast<float>(f.dual_depth_wraps[i] * m.wrap1());
   }
-  const auto truth = colourise(f.truth_m, 0, m.range_m);
-  const auto single = colourise(f.single_depth_m, 0, m.wrap0());
-  const auto amplitude = amplitude_to_grey(f.amplitude);
-  const auto dual = colourise(dual_m, 0, m.range_m);
-  const auto error = error_map(f, m.wrap1());
-  write_png_rgb8(p.temp_paths[0], f.size, truth);
-  write_png_rgb8(p.temp_paths[1], f.size, single);
-  write_png_grey8(p.temp_paths[2], f.size, amplitude);
-  write_png_rgb8(p.temp_paths[3], f.size, dual);
-  write_png_rgb8(p.temp_paths[4], f.size, error);
-  const auto amplitude_rgb = grey_to_rgb(amplitude);
-  const std::vector<std::uint8_t>* tiles[4] = {&single, &dual, &amplitude_rgb, &error};
-  Size overview_size;
-  const auto all = overview(f.size, tiles, overview_size);
-  write_png_rgb8(p.temp_paths[5], overview_size, all);
+  char single_title[96], dual_title[96];
+  std::snprintf(single_title, sizeof single_title, "%.0f MHz: distance (wraps at %.2f m)",
+                m.f0() / 1e6, m.wrap0());
+  std::snprintf(dual_title, sizeof dual_title, "%.0f + %.0f MHz: distance", m.f0() / 1e6,
+                m.f1() / 1e6);
+  const std::size_t wrong = wrong_wraps(f, m.wrap1(), 1, SIZE_MAX).size();
+  const std::string error_title = "|error|, rings: " + std::to_string(wrong) + " wrong wraps";
+  const std::string error_high = std::to_string(std::lround(kErrorMapMax * 1000)) + " mm";
+  constexpr std::size_t kMaxRings = 2000;
+
+  const RgbImage truth{f.size, colourise(f.truth_m, 0, m.range_m)};
+  const RgbImage single{f.size, colourise(f.single_depth_m, 0, m.wrap0())};
+  const std::vector<std::uint8_t> amplitude_grey = amplitude_to_grey(f.amplitude);
+  const RgbImage amplitude{f.size, grey_to_rgb(amplitude_grey)};
+  const RgbImage dual{f.size, colourise(dual_m, 0, m.range_m)};
+  const RgbImage error{f.size, error_map(f, m.wrap1())};
+  const FigureSpec truth_spec{"Ground truth distance", BarColours::kTurbo, "0 m", metres(m.range_m), {}};
+  const FigureSpec single_spec{single_title, BarColours::kTurbo, "0 m", metres(m.wrap0()), {}};
+  const FigureSpec amplitude_spec{"Amplitude (square root)", BarColours::kGrey, "dark", "bright", {}};
+  const FigureSpec dual_spec{dual_title, BarColours::kTurbo, "0 m", metres(m.range_m), {}};
+  FigureSpec error_spec{error_title, BarColours::kTurbo, "0 mm", error_high, wrong_wraps(f, m.wrap1(), 1, kMaxRings)};
+
+  const auto write_figure = [](const std::string& path, const RgbImage& image, const FigureSpec& spec) {
+    const RgbImage fig = render_figure(image, spec);
+    write_png_rgb8(path, fig.size, fig.rgb);
+  };
+  write_figure(p.temp_paths[0], truth, truth_spec);
+  write_figure(p.temp_paths[1], single, single_spec);
+  write_figure(p.temp_paths[2], amplitude, amplitude_spec);
+  write_figure(p.temp_paths[3], dual, dual_spec);
+  write_figure(p.temp_paths[4], error, error_spec);
+
+  // The overview: the four decoded pictures at half size, each with its own title and bar.
+  error_spec.marked = wrong_wraps(f, m.wrap1(), 2, kMaxRings);
+  const RgbImage all = tile_figures({render_figure(halve(single), single_spec), render_figure(halve(dual), dual_spec),
+                                     render_figure(halve(amplitude), amplitude_spec),
+                                     render_figure(halve(error), error_spec)},
+                                    2);
+  write_png_rgb8(p.temp_paths[5], all.size, all.rgb);
 }
 
 }  // namespace pxcli

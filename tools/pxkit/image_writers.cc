@@ -10,9 +10,34 @@
 #include <memory>
 
 #include "cli_error.h"
+#include "staged_output.h"
 
 namespace pxcli {
 namespace {
+
+// One line naming the user's file and the system's reason: errno when the
+// failure came from the system (disk full, file too large), else the library's
+// own text.
+[[noreturn]] void fail_write(const std::string& path, int saved_errno, const std::string& library_text) {
+  const std::string why = saved_errno != 0 ? std::strerror(saved_errno) : library_text;
+  throw CliError("cannot write " + output_name(path) + ": " + (why.empty() ? "write failed" : why));
+}
+
+using File = std::unique_ptr<FILE, int (*)(FILE*)>;
+
+File open_for_writing(const std::string& path) {
+  File f(std::fopen(path.c_str(), "wb"), std::fclose);
+  if (!f) fail_write(path, errno, "");
+  return f;
+}
+
+// Flushes and closes `f`; a failure at either step is the file's write error.
+void close_written(const std::string& path, File& f, bool ok) {
+  int saved = ok ? 0 : errno;
+  if (std::fflush(f.get()) != 0 && saved == 0) saved = errno;
+  if (std::fclose(f.release()) != 0 && saved == 0) saved = errno;
+  if (!ok || saved != 0) fail_write(path, saved, "");
+}
 
 void write_png(const std::string& path, Size size, png_uint_32 format, const void* pixels) {
   png_image image{};
@@ -20,11 +45,17 @@ void write_png(const std::string& path, Size size, png_uint_32 format, const voi
   image.width = size.width;
   image.height = size.height;
   image.format = format;
-  if (!png_image_write_to_file(&image, path.c_str(), 0, pixels, 0, nullptr)) {
-    const std::string why = image.message;
-    png_image_free(&image);
-    throw CliError("cannot write PNG " + path + ": " + why);
+  File f = open_for_writing(path);
+  errno = 0;
+  const bool ok = png_image_write_to_stdio(&image, f.get(), 0, pixels, 0, nullptr) != 0;
+  const int saved = errno;
+  const std::string library_text = ok ? "" : image.message;
+  png_image_free(&image);
+  if (!ok) {
+    std::fclose(f.release());
+    fail_write(path, saved, library_text);
   }
+  close_written(path, f, true);
 }
 
 void check_count(const char* what, Size size, std::size_t count) {
@@ -36,7 +67,9 @@ thread_local std::string tiff_last_error;
 void tiff_error(const char* module, const char* fmt, va_list args) {
   char text[256];
   std::vsnprintf(text, sizeof text, fmt, args);
-  tiff_last_error = std::string(module ? module : "tiff") + ": " + text;
+  // The module is the (temporary) file name, which the caller's message replaces.
+  (void)module;
+  tiff_last_error = text;
 }
 
 }  // namespace
@@ -61,6 +94,7 @@ void write_tiff_float(const std::string& path, Size size, const std::vector<floa
   TIFFSetErrorHandler(tiff_error);
   TIFFSetWarningHandler(nullptr);
   tiff_last_error.clear();
+  errno = 0;
   std::unique_ptr<TIFF, void (*)(TIFF*)> tif(TIFFOpen(path.c_str(), "w"), TIFFClose);
   bool ok = tif != nullptr;
   if (ok) {
@@ -81,20 +115,22 @@ void write_tiff_float(const std::string& path, Size size, const std::vector<floa
     }
     if (ok) ok = TIFFFlush(t) == 1;
   }
-  if (!ok) throw CliError("cannot write TIFF " + path + (tiff_last_error.empty() ? "" : ": " + tiff_last_error));
+  if (!ok) {
+    const int saved = errno;
+    tif.reset();
+    fail_write(path, saved, tiff_last_error);
+  }
 }
 
 void write_pfm(const std::string& path, Size size, const std::vector<float>& values) {
   check_count("PFM", size, values.size());
-  std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(path.c_str(), "wb"), std::fclose);
-  if (!f) throw CliError("cannot write " + path + ": " + std::strerror(errno));
+  File f = open_for_writing(path);
   // A negative scale marks little-endian samples.
   bool ok = std::fprintf(f.get(), "Pf\n%u %u\n-1.0\n", size.width, size.height) > 0;
   for (std::uint32_t r = size.height; ok && r-- > 0;) {
     ok = std::fwrite(values.data() + std::size_t{r} * size.width, sizeof(float), size.width, f.get()) == size.width;
   }
-  ok = (std::fclose(f.release()) == 0) && ok;
-  if (!ok) throw CliError("cannot write " + path + ": " + std::strerror(errno));
+  close_written(path, f, ok);
 }
 
 }  // namespace pxcli

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <string>
 
 #include "args.h"
@@ -61,6 +62,11 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
     std::fprintf(stderr, "pxkit %s: library call failed: %s\n", command.c_str(), e.what());
     return kExitLibrary;
+  } catch (const std::bad_alloc&) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "pxkit %s: not enough memory for this input (%s)\n", command.c_str(),
+                 "try a smaller size, or raise the process's memory limit");
+    return kExitUsage;
   } catch (const std::exception& e) {
     std::fflush(stdout);
     std::fprintf(stderr, "pxkit %s: %s\n", command.c_str(), e.what());

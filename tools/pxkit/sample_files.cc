@@ -15,24 +15,46 @@
 namespace pxcli {
 namespace {
 
-std::vector<unsigned char> read_whole_file(const std::string& path) {
-  std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(path.c_str(), "rb"), std::fclose);
+// An open regular file and its size, taken before anything is read.
+struct OpenFile {
+  std::unique_ptr<FILE, int (*)(FILE*)> file{nullptr, std::fclose};
+  std::uint64_t size = 0;
+};
+
+OpenFile open_regular(const std::string& path) {
+  OpenFile f;
+  f.file.reset(std::fopen(path.c_str(), "rb"));
   struct stat st {};
-  if (!f || fstat(fileno(f.get()), &st) != 0) throw CliError("cannot read " + path + ": " + std::strerror(errno));
+  if (!f.file || fstat(fileno(f.file.get()), &st) != 0) {
+    throw CliError("cannot read " + path + ": " + std::strerror(errno));
+  }
   if (!S_ISREG(st.st_mode)) throw CliError("cannot read " + path + ": not a regular file");
-  std::vector<unsigned char> bytes(static_cast<std::size_t>(st.st_size));
-  if (std::fread(bytes.data(), 1, bytes.size(), f.get()) != bytes.size()) {
-    throw CliError("cannot read " + path + ": " + (std::ferror(f.get()) ? std::strerror(errno) : "file shrank"));
+  f.size = static_cast<std::uint64_t>(st.st_size);
+  return f;
+}
+
+// Reads `count` bytes from the current position; the size was checked before.
+std::vector<unsigned char> read_bytes(const std::string& path, FILE* file, std::uint64_t count) {
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(count));
+  if (std::fread(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
+    throw CliError("cannot read " + path + ": " + (std::ferror(file) ? std::strerror(errno) : "file shrank"));
   }
   return bytes;
 }
 
-SampleImage read_raw(const std::string& path, const std::vector<unsigned char>& bytes, Size grid) {
+// Largest PNG or PGM file read: the largest image the tool takes (2^28 16-bit
+// samples) plus room for headers and poorly compressed PNG data.
+constexpr std::uint64_t kMaxImageFileBytes = (std::uint64_t{1} << 29) + (std::uint64_t{1} << 24);
+
+// The size is checked against the grid before a byte is read, so a wrong file
+// costs neither the time nor the memory of reading it.
+SampleImage read_raw(const std::string& path, OpenFile& f, Size grid) {
   const std::uint64_t expected = grid.pixels() * 2;
-  if (bytes.size() != expected) {
-    throw CliError(path + ": " + std::to_string(bytes.size()) + " bytes, expected " +
-                   std::to_string(expected) + " (" + to_string(grid) + " 16-bit samples)");
+  if (f.size != expected) {
+    throw CliError(path + ": " + std::to_string(f.size) + " bytes, expected " + std::to_string(expected) +
+                   " (" + to_string(grid) + " 16-bit samples)");
   }
+  const std::vector<unsigned char> bytes = read_bytes(path, f.file.get(), expected);
   SampleImage image{grid, std::vector<std::uint16_t>(grid.pixels())};
   for (std::size_t i = 0; i < image.samples.size(); ++i) {
     image.samples[i] = static_cast<std::uint16_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
@@ -149,16 +171,64 @@ SampleImage read_png(const std::string& path, const std::vector<unsigned char>& 
   return image;
 }
 
+// Lower-case extension of `path` ("" when it has none).
+std::string extension_of(const std::string& path) {
+  const auto slash = path.rfind('/');
+  const auto dot = path.rfind('.');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+  std::string ext = path.substr(dot + 1);
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return ext;
+}
+
+enum class Content { kPng, kPgm, kPlainPgm, kOther };
+
+Content content_of(const unsigned char* head, std::size_t n) {
+  if (n >= 8 && png_sig_cmp(head, 0, 8) == 0) return Content::kPng;
+  if (n >= 3 && head[0] == 'P' && std::isspace(head[2])) {
+    if (head[1] == '5') return Content::kPgm;
+    if (head[1] == '2') return Content::kPlainPgm;
+  }
+  return Content::kOther;
+}
+
+constexpr const char* kFormatsRead = "16-bit greyscale PNG, binary (P5) 16-bit PGM, or raw little-endian samples";
+
 }  // namespace
 
 SampleImage read_sample_image(const std::string& path, const Size* raw_grid) {
-  const std::vector<unsigned char> bytes = read_whole_file(path);
-  if (bytes.size() >= 8 && png_sig_cmp(bytes.data(), 0, 8) == 0) return read_png(path, bytes);
-  if (bytes.size() >= 3 && bytes[0] == 'P' && bytes[1] == '5' && std::isspace(bytes[2])) {
-    return read_pgm(path, bytes);
+  OpenFile f = open_regular(path);
+  unsigned char head[8] = {};
+  const std::size_t got = std::fread(head, 1, sizeof head, f.file.get());
+  std::rewind(f.file.get());
+  const Content content = content_of(head, got);
+  const std::string ext = extension_of(path);
+
+  // The content decides the format; an image extension must agree with it.
+  if (content == Content::kPlainPgm) {
+    throw CliError(path + ": plain-text (P2) PGM is not read; the tool reads " + std::string(kFormatsRead));
   }
-  if (!raw_grid) throw CliError(path + ": raw sample file needs --size WxH");
-  return read_raw(path, bytes, *raw_grid);
+  if ((ext == "png" && content != Content::kPng) || (ext == "pgm" && content != Content::kPgm)) {
+    throw CliError(path + ": not a " + (ext == "png" ? "PNG" : "binary PGM") + " file (its contents do not " +
+                   "start as one); the tool reads " + kFormatsRead);
+  }
+  if (content == Content::kOther && (ext == "tif" || ext == "tiff" || ext == "jpg" || ext == "jpeg" ||
+                                     ext == "pfm" || ext == "ppm" || ext == "pnm" || ext == "bmp")) {
+    throw CliError(path + ": ." + ext + " files are not read; the tool reads " + kFormatsRead);
+  }
+  if (content == Content::kPng || content == Content::kPgm) {
+    if (f.size > kMaxImageFileBytes) {
+      throw CliError(path + ": " + std::to_string(f.size) + " bytes, larger than any image the tool reads (" +
+                     std::to_string(kMaxImageFileBytes) + " bytes)");
+    }
+    const std::vector<unsigned char> bytes = read_bytes(path, f.file.get(), f.size);
+    return content == Content::kPng ? read_png(path, bytes) : read_pgm(path, bytes);
+  }
+  if (!raw_grid) {
+    throw CliError(path + ": not a PNG or binary (P5) PGM; raw sample files need --size WxH (the tool reads " +
+                   std::string(kFormatsRead) + ")");
+  }
+  return read_raw(path, f, *raw_grid);
 }
 
 }  // namespace pxcli

@@ -7,14 +7,31 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <map>
 
 #include "cli_error.h"
 
 namespace pxcli {
+namespace {
+
+// Temporary path -> final path of every staged file not yet committed or removed.
+std::map<std::string, std::string>& staged_names() {
+  static std::map<std::string, std::string> names;
+  return names;
+}
+
+}  // namespace
+
+std::string output_name(const std::string& path) {
+  const auto it = staged_names().find(path);
+  return it == staged_names().end() ? path : it->second;
+}
 
 StagedOutputs::~StagedOutputs() {
-  if (committed_) return;
-  for (const Entry& e : entries_) std::remove(e.temp_path.c_str());
+  for (const Entry& e : entries_) {
+    staged_names().erase(e.temp_path);
+    if (!committed_) std::remove(e.temp_path.c_str());
+  }
 }
 
 std::string StagedOutputs::stage(const std::string& final_path) {
@@ -35,6 +52,7 @@ std::string StagedOutputs::stage(const std::string& final_path) {
   const int fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (fd < 0) throw CliError("cannot write " + final_path + ": " + std::strerror(errno));
   close(fd);
+  staged_names()[temp] = final_path;
   entries_.push_back({final_path, std::move(temp)});
   return entries_.back().temp_path;
 }

@@ -8,6 +8,10 @@
 
 namespace pxcli {
 
+// The name to show the user for `path`: the final path when `path` is a staged
+// temporary of a live StagedOutputs, otherwise `path` itself.
+std::string output_name(const std::string& path);
+
 class StagedOutputs {
  public:
   StagedOutputs() = default;

@@ -1,4 +1,5 @@
 // pxkit tof: decode real sensor dumps (four or eight 16-bit sample images).
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -80,7 +81,38 @@ void check_option_combinations(const TofArgs& a) {
   if (a.dual && (a.right_shift_bits > 15 || a.cut_higher_amplitude_bits > 15 || a.mantissa_bits > 15)) {
     throw CliError("with --dual, the shift, cut and mantissa fields are 4 bits (0..15)");
   }
-  if (a.freq < 0) throw CliError("--freq must be positive");
+}
+
+// Every number must be finite and meaningful, and every option must apply: the
+// tool refuses what the library would silently replace or ignore.
+void check_numbers(const TofArgs& a, const CLI::App& app) {
+  auto finite = [](const char* name, double v) {
+    if (!std::isfinite(v)) throw CliError(std::string(name) + " must be a finite number");
+  };
+  finite("--scale", a.scale);
+  finite("--offset", a.offset);
+  finite("--offset0", a.offset0);
+  finite("--offset1", a.offset1);
+  if (a.scale == 0) throw CliError("--scale must not be 0");
+  if (app.count("--freq") != 0 && !(a.freq > 0 && std::isfinite(a.freq))) {
+    throw CliError("--freq must be a positive frequency in Hz, e.g. 60e6");
+  }
+  if (!a.dual && (app.count("--m0") != 0 || app.count("--m1") != 0)) {
+    throw CliError("--m0/--m1 need --dual");
+  }
+  if (a.dual && (a.m0 < 1 || a.m1 < 1)) throw CliError("--m0 and --m1 must be at least 1");
+  if (!a.dual && a.mantissa_bits > 15) {
+    throw CliError("--mantissa-bits must be 0..15 (0 means 10); the library would use 10 for " +
+                   std::to_string(a.mantissa_bits));
+  }
+  if (!a.dual && a.mantissa_bits != 0 && !a.fixed16) throw CliError("--mantissa-bits needs --fixed16");
+}
+
+// PREFIX_depth.tiff etc.: a prefix ending in '/' names a folder and gets the
+// default base name; an empty prefix is refused.
+std::string output_prefix(const std::string& out) {
+  if (out.empty()) throw CliError("--out must not be empty (a file prefix such as 'scene' or a folder 'dir/')");
+  return out.back() == '/' ? out + "tof" : out;
 }
 
 struct Decoded {
@@ -221,6 +253,8 @@ int run_tof(int argc, const char* const* argv) {
   add_options(app, a);
   if (!parse_command(app, argc, argv)) return 0;
   check_option_combinations(a);
+  check_numbers(a, app);
+  a.out = output_prefix(a.out);
   if (a.freq > 0) a.scale = kSpeedOfLight / (a.dual ? 2 * a.freq : 4 * kPi * a.freq);
   const bool auto_range = a.range_text.empty();
   const Range range_arg = auto_range ? Range{} : parse_range(a.range_text);

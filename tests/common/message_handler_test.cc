@@ -1,0 +1,93 @@
+// The host's message handler receives exactly the lines standard output would
+// have shown, from every subsystem, and standard output stays silent meanwhile.
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "pxkit.h"
+#include "support/test_support.h"
+#include "threadpool/thread_pool.h"
+
+namespace {
+
+struct Captured {
+  std::mutex lock;
+  std::vector<std::string> lines;
+};
+
+void collect(const char* line, void* user) {
+  auto* c = static_cast<Captured*>(user);
+  const std::lock_guard<std::mutex> hold(c->lock);
+  c->lines.emplace_back(line);
+}
+
+std::vector<std::string> split_lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+struct Case {
+  const char* name;
+  void (*run)();
+};
+
+// One action per subsystem that prints: option reports, refusals, pool messages.
+const Case kCases[] = {
+    {"pool", [] {
+       EXPECT_EQ(pxkit::thread_pool_create(0), nullptr);
+       EXPECT_EQ(pxkit::thread_pool_create(40), nullptr);
+       EXPECT_EQ(pxkit::thread_pool_add_task(nullptr, nullptr), -1);
+     }},
+    {"tof", [] {
+       tof_option o{};
+       o.mantissa_bits = 20;
+       destroy_tof_context(setup_tof_context(&o));
+       EXPECT_EQ(cal_tof_depth_amplitude_float(nullptr, 1, 1, nullptr, nullptr, nullptr, nullptr,
+                                               nullptr, nullptr, 1.0f), -2);
+     }},
+    {"dual", [] {
+       tof_dual_option o{};
+       o.m0 = 3;
+       o.m1 = 2;
+       tof_dual_context* ctx = setup_tof_dual_context(&o);
+       float depth = 0;
+       const std::uint16_t p = 0;
+       EXPECT_EQ(itof_dual_dec_float(ctx, 1, 1, &p, &p, &p, &p, &p, &p, &p, &p, nullptr, &depth,
+                                     nullptr, nullptr, nullptr, 1, 1.0f, 0.0f, 0.0f), -1);
+       destroy_tof_dual_context(ctx);
+     }},
+    {"convert", [] {
+       const fixed_float_option o{1, 12, 4};
+       fixed_float_context* ctx = setup_fixed2float_context(&o);
+       float out = 0;
+       const std::int16_t in = 0;
+       EXPECT_EQ(fixed2float(ctx, 1, &in, &out), -1);
+       destroy_fixed2float_context(ctx);
+     }},
+};
+
+class MessageHandler : public testing::TestWithParam<Case> {};
+
+TEST_P(MessageHandler, ReceivesWhatStandardOutputWouldShow) {
+  const Case& c = GetParam();
+  const std::vector<std::string> printed = split_lines(pxtest::capture_stdout(c.run));
+  ASSERT_FALSE(printed.empty()) << c.name << " printed nothing to compare";
+
+  Captured captured;
+  pxkit_set_message_handler(collect, &captured);
+  const std::string leaked = pxtest::capture_stdout(c.run);
+  pxkit_set_message_handler(nullptr, nullptr);
+
+  EXPECT_EQ(leaked, "");
+  EXPECT_EQ(captured.lines, printed);
+  // Null restored standard output.
+  EXPECT_EQ(split_lines(pxtest::capture_stdout(c.run)), printed);
+}
+
+INSTANTIATE_TEST_SUITE_P(Subsystems, MessageHandler, testing::ValuesIn(kCases),
+                         [](const testing::TestParamInfo<Case>& i) { return std::string(i.param.name); });
+
+}  // namespace
