@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "colour_map.h"
+#include "figure.h"
 #include "image_scaler.h"
 #include "image_writers.h"
 #include "stage_timer.h"
@@ -53,7 +54,13 @@ std::vector<ScalingTiming> run_scaling_panel(const ScalingPanel& panel, Size siz
     const double ms = median_ms([&] { scaler.run(mm.data(), scaled.data()); });
     std::vector<float> metres(scaled.size());
     for (std::size_t i = 0; i < scaled.size(); ++i) metres[i] = static_cast<float>(scaled[i]) / 1000.0f;
-    write_png_rgb8(panel.temp_paths[k], to, colourise(metres, 0.0, m.range_m));
+    char title[96], high[32];
+    std::snprintf(title, sizeof title, "Depth %s to %ux%u (bilinear, u16 mm)", k == 0 ? "halved" : "doubled",
+                  to.width, to.height);
+    std::snprintf(high, sizeof high, "%.2f m", m.range_m);
+    const FigureSpec spec{title, BarColours::kTurbo, "0 m", high, {}};
+    const RgbImage figure = render_figure(RgbImage{to, colourise(metres, 0.0, m.range_m)}, spec);
+    write_png_rgb8(panel.temp_paths[k], figure.size, figure.rgb);
     rows.push_back({std::string("bilinear scale u16 depth -> ") + to_string(to), to, ms});
   }
   return rows;
