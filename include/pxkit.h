@@ -362,6 +362,31 @@ PXKIT_API int do_scale_color_conversion(scale_color_conversion_ctx* ctx, const i
                                         const img_planes* dst);
 /* Frees the tables and zero-fills the context; null is ignored. */
 PXKIT_API void destroy_scale_color_conversion(scale_color_conversion_ctx* ctx);
+/* ---- Bilinear scaling of single-channel u16 / f32 images ------------------ */
+/* Codes of create_common_img_scale_ctx. */
+#define PXKIT_SCALE_DATA_U16 1u        /* 16-bit unsigned samples */
+#define PXKIT_SCALE_DATA_F32 2u        /* 32-bit float samples */
+#define PXKIT_SCALE_METHOD_BILINEAR 2u /* the only method of this interface */
+/* Makes a context that scales src_width x src_height images to dst_width x
+ * dst_height (strides in bytes) by 11-bit fixed-point bilinear interpolation;
+ * destination pixel i reads source position i x src_width / dst_width. Builds the
+ * tables, an intermediate of src_height x dst_width 4-byte elements, and chooses
+ * the kernel. Null (with one line on standard output) for a zero size or method,
+ * another data type or method, equal sizes (a copy is refused), or no memory.
+ * Free with destroy_common_img_scale_ctx. */
+PXKIT_API void* create_common_img_scale_ctx(uint32_t src_width, uint32_t src_stride,
+    uint32_t src_height, uint32_t dst_width, uint32_t dst_stride, uint32_t dst_height,
+    uint32_t method, uint32_t data_type);
+/* Scales one frame on the calling thread; allocates nothing. `src` must hold
+ * src_stride x src_height bytes with rows of at least src_width samples, `dst`
+ * dst_stride x dst_height bytes with rows of dst_width samples (not checked).
+ * f32 samples are interpolated in integers: interpolated pixels lose fractions and
+ * negative values (-> 0), copied ones keep their bits. Returns 0; -1 for a null
+ * pointer, -2 for a context without the magic word, -3 for one without a kernel.
+ * One thread at a time per context (its intermediate is scratch). */
+PXKIT_API int32_t common_img_scale(void* ctx, const void* src, void* dst);
+/* Frees the context and its buffers; null is ignored. */
+PXKIT_API void destroy_common_img_scale_ctx(void* ctx);
 
 #ifdef __cplusplus
 }  /* extern "C" */

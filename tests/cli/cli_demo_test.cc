@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 #include <sstream>
 #include <iterator>
@@ -130,6 +131,18 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_GT(w, 96u) << name;  // the frame with its title and colour bar
     EXPECT_GT(h, 72u) << name;
   }
+  // The scaling panel: the depth at half and twice the size, with its timing rows.
+  for (const auto& [name, w, h] : {std::tuple<const char*, std::uint32_t, std::uint32_t>{
+                                       "scaled_depth_down_48x36_0-7.50m.png", 48, 36},
+                                   {"scaled_depth_up_192x144_0-7.50m.png", 192, 144}}) {
+    EXPECT_NE(run.out.find(name), std::string::npos) << name;
+    std::uint32_t pw = 0, ph = 0;
+    EXPECT_NO_THROW(read_png_grey8(pics + "/" + name, pw, ph)) << name;
+    EXPECT_GT(pw, w) << name;  // the scaled frame with its title and colour bar
+    EXPECT_GT(ph, h) << name;
+  }
+  EXPECT_NE(run.out.find("\nbilinear scale u16 depth -> 48x36 "), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("\nbilinear scale u16 depth -> 192x144 "), std::string::npos) << run.out;
   // Colour panel: the chart in colour, its grey at full and half size, the rotation.
   for (const char* name : {"colour_chart.png", "colour_grey.png", "colour_grey_half.png",
                            "colour_rotated_30deg.png"}) {
@@ -145,9 +158,9 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
   EXPECT_EQ(h, 72u);
   EXPECT_NE(run.out.find("\ns1 edge suppression f32, 2 threads "), std::string::npos) << run.out;
   constexpr long kYuvPanelPictures = 4;  // see cli_yuv_test.cc
-  // Six ToF pictures, the samples folder, the YUV panel's pictures, the edge panel and the colour panel's four.
+  // Six ToF pictures, the samples folder, the YUV panel's pictures, the edge panel the colour panel's four and the two scaled depths.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()),
-            7 + kYuvPanelPictures + 1 + 4)
+            7 + kYuvPanelPictures + 1 + 4 + 2)
       << "temporary files left behind";
 }
 

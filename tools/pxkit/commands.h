@@ -6,6 +6,7 @@ namespace pxcli {
 
 int run_demo(int argc, const char* const* argv);
 int run_tof(int argc, const char* const* argv);
+int run_scale(int argc, const char* const* argv);
 int run_version(int argc, const char* const* argv);
 int run_yuv(int argc, const char* const* argv);
 // Scharr: edge suppression of depth maps, sparse gradient magnitude.

@@ -16,6 +16,7 @@
 #include "demo_pictures.h"
 #include "demo_samples.h"
 #include "edges_demo.h"
+#include "demo_scaling.h"
 #include "scene.h"
 #include "demo_yuv_panel.h"
 #include "stage_timer.h"
@@ -116,6 +117,7 @@ int run_demo(int argc, const char* const* argv) {
   const YuvPanel yuv_panel = stage_yuv_panel(outputs, args.out_dir);
   const EdgePanel edge_panel = stage_edge_panel(outputs, args.out_dir, mod);
   const ColourPanel colour_panel = stage_colour_panel(outputs, args.out_dir);
+  const ScalingPanel scaling = stage_scaling_pictures(outputs, args.out_dir, args.size, mod);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -194,6 +196,10 @@ int run_demo(int argc, const char* const* argv) {
   print_row("s1 edge suppression f32, 2 threads", edges.ms, size, edges.summary);
   // Colour panel: chart to grey (equal and half size), bicubic rotation.
   run_colour_panel(colour_panel, size);
+  // Scaling panel: the dual-frequency depth in millimetres, resized down and up.
+  for (const ScalingTiming& row : run_scaling_panel(scaling, size, frames.dual_depth_wraps, mod)) {
+    print_row(row.stage.c_str(), row.ms, row.output, "u16 mm, pictures scaled_depth_*.png");
+  }
 
   write_demo_pictures(pictures, frames, mod);
   write_demo_samples(samples, scene);
@@ -203,6 +209,7 @@ int run_demo(int argc, const char* const* argv) {
   for (const std::string& name : yuv_panel.names) std::printf(" %s", name.c_str());
   std::printf(" %s", edge_panel.name.c_str());
   for (const std::string& name : colour_panel.names) std::printf(" %s", name.c_str());
+  for (const std::string& name : scaling.names) std::printf(" %s", name.c_str());
   std::printf("\nsample planes in %s/ (16-bit PNG, frequency 0 then 1); decode them in metres with:\n",
               samples.dir.c_str());
   for (const std::string& command : demo_decode_commands(samples, args.out_dir, mod)) {

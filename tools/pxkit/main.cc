@@ -19,6 +19,7 @@ constexpr const char* kUsage =
     "commands:\n"
     "  demo      decode a synthetic ToF scene, write pictures, print speed and accuracy\n"
     "  tof       decode real ToF sample images (4 files, or 8 with --dual)\n"
+    "  scale     resize a 16-bit or float image (bilinear)\n"
     "  version   print the library version\n"
     "  yuv       scale a raw NV12 frame into a raw I420 frame (bilinear or area)\n"
     "  edges     cut flying pixels on steep edges out of a depth map (Scharr s1)\n"
@@ -54,6 +55,7 @@ int main(int argc, char** argv) {
   try {
     if (command == "demo") return run_demo(argc - 1, argv + 1);
     if (command == "tof") return run_tof(argc - 1, argv + 1);
+    if (command == "scale") return run_scale(argc - 1, argv + 1);
     if (command == "version" || command == "--version") return run_version(argc - 1, argv + 1);
     if (command == "yuv") return run_yuv(argc - 1, argv + 1);
     if (command == "edges") return run_edges(argc - 1, argv + 1);
