@@ -43,7 +43,7 @@ test-tsan:
 test-asan:
 	$(CMAKE) -S . -B build/asan $(COMMON) $(TOOLS) -DPXKIT_SANITIZE=address
 	$(CMAKE) --build build/asan -j$(JOBS)
-	cd build/asan && ASAN_OPTIONS="detect_leaks=1" UBSAN_OPTIONS="print_stacktrace=1" $(CTEST)
+	cd build/asan && ASAN_OPTIONS="detect_leaks=1" LSAN_OPTIONS="suppressions=$(CURDIR)/tests/lsan.supp" UBSAN_OPTIONS="print_stacktrace=1" $(CTEST)
 
 test: deps
 	$(MAKE) test-native

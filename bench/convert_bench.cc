@@ -60,13 +60,11 @@ void set_bytes(benchmark::State& state, std::size_t bytes_per_iteration) {
 }
 
 // The signed kernel of the best target, as a setup would choose it.
-pxkit::convert::convert_kernel kernel_for(bool to_float, std::size_t size) {
-  const pxkit::convert::convert_kernels& k = pxkit::convert::active_convert_kernels();
-  switch (size) {
-    case 1: return to_float ? k.s8_to_f32_kernel : k.f32_to_s8_kernel;
-    case 2: return to_float ? k.s16_to_f32_kernel : k.f32_to_s16_kernel;
-    default: return to_float ? k.s32_to_f32_kernel : k.f32_to_s32_kernel;
-  }
+// The chosen stripe kernel run over the whole array as one stripe, on this thread.
+void run_kernel(bool to_float, std::size_t size, const void* src, void* dst, std::int32_t n) {
+  const int i = pxkit::convert::convert_kernel_index(to_float, true, static_cast<unsigned>(size * 8));
+  const pxkit::convert::fixed_float_stripe whole{src, dst, n, kFactor, {}, 0};
+  pxkit::convert::active_convert_kernels()[static_cast<std::size_t>(i)](reinterpret_cast<std::uintptr_t>(&whole), 0);
 }
 
 template <class T>
@@ -74,9 +72,8 @@ void BM_FixedToFloatKernel(benchmark::State& state) {
   const auto n = static_cast<std::size_t>(state.range(0));
   const std::vector<T> in = fixed_input<T>(n);
   std::vector<float> out(n);
-  const auto kernel = kernel_for(true, sizeof(T));
   for (auto _ : state) {
-    kernel(in.data(), out.data(), static_cast<std::int32_t>(n), kFactor);
+    run_kernel(true, sizeof(T), in.data(), out.data(), static_cast<std::int32_t>(n));
     benchmark::DoNotOptimize(out.data());
   }
   set_bytes(state, n * (sizeof(T) + sizeof(float)));
@@ -87,9 +84,8 @@ void BM_FloatToFixedKernel(benchmark::State& state) {
   const auto n = static_cast<std::size_t>(state.range(0));
   const std::vector<float> in = float_input(n);
   std::vector<T> out(n);
-  const auto kernel = kernel_for(false, sizeof(T));
   for (auto _ : state) {
-    kernel(in.data(), out.data(), static_cast<std::int32_t>(n), kFactor);
+    run_kernel(false, sizeof(T), in.data(), out.data(), static_cast<std::int32_t>(n));
     benchmark::DoNotOptimize(out.data());
   }
   set_bytes(state, n * (sizeof(T) + sizeof(float)));

@@ -5,7 +5,8 @@
 #   - unpacked into a scratch root (dpkg -x: no root, no network), the tool
 #     runs, and for the native architecture the example programs build and run
 #     against the unpacked files through find_package and through pkg-config.
-# Arguments: BUILD_DIR, WORK_DIR, ARCH (amd64|arm64), MULTIARCH (x86_64-linux-gnu...),
+# Arguments: BUILD_DIR, WORK_DIR, ARCH (amd64|arm64), LIBDIR (lib/x86_64-linux-gnu, or lib
+# when the build was configured for another prefix than /usr),
 # VERSION, EXAMPLES_DIR, CONSUMER_DIR, READELF, EMULATOR (a ;-list, empty natively).
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
@@ -25,7 +26,7 @@ function(expect text pattern what)
 endfunction()
 
 run(${CMAKE_CPACK_COMMAND} --config ${BUILD_DIR}/CPackConfig.cmake -B ${WORK_DIR}/out)
-set(lib usr/lib/${MULTIARCH})
+set(lib usr/${LIBDIR})
 set(packages libpxkit1 libpxkit-dev pxkit-tools)
 set(files_libpxkit1 "./${lib}/libpxkit.so.1;./${lib}/libpxkit.so.1.${VERSION_MINOR_PATCH}")
 set(files_libpxkit-dev "./usr/include/pxkit.h;./usr/include/pxkit_version.h;./${lib}/libpxkit.so;./${lib}/pkgconfig/pxkit.pc;./${lib}/cmake/pxkit/pxkitConfig.cmake;./${lib}/cmake/pxkit/pxkitConfigVersion.cmake;./${lib}/cmake/pxkit/pxkitTargets.cmake;./${lib}/cmake/pxkit/pxkitTargets-release.cmake")
@@ -85,11 +86,11 @@ if(NOT ARCH STREQUAL "arm64")
     run(${WORK_DIR}/examples/${example})
   endforeach()
   # pkg-config: the .pc file finds its prefix from its own folder.
-  set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/${MULTIARCH}/pkgconfig)
+  set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
   run(pkg-config --cflags --libs pxkit)
   string(STRIP "${last_output}" flags)
   separate_arguments(flags UNIX_COMMAND "${flags}")
   run(cc ${EXAMPLES_DIR}/tof_depth.c -o ${WORK_DIR}/tof_depth_pc ${flags} -lm)
-  run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${prefix}/lib/${MULTIARCH} ${WORK_DIR}/tof_depth_pc)
+  run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${prefix}/${LIBDIR} ${WORK_DIR}/tof_depth_pc)
 endif()
 message(STATUS "${ARCH} packages: names, versions, Depends, file lists, ELF machine and use from an unpacked root checked")
