@@ -22,13 +22,16 @@
 
 namespace pxkit::simd {
 
+// As a macro too, so that per-target code can test it with #if (see
+// PXKIT_NATIVE_FMA_TARGET in common/stripes.h).
 #if HWY_ARCH_X86
-inline constexpr std::int64_t kVectorTargets = HWY_AVX2 | HWY_AVX3;
+#define PXKIT_VECTOR_TARGET_BITS (HWY_AVX2 | HWY_AVX3)
 #elif HWY_ARCH_ARM_A64
-inline constexpr std::int64_t kVectorTargets = HWY_NEON;
+#define PXKIT_VECTOR_TARGET_BITS HWY_NEON
 #else
-inline constexpr std::int64_t kVectorTargets = 0;
+#define PXKIT_VECTOR_TARGET_BITS 0
 #endif
+inline constexpr std::int64_t kVectorTargets = PXKIT_VECTOR_TARGET_BITS;
 
 // Targets a kernel may use now: those the CPU supports, limited to
 // kVectorTargets and to the test mask below.

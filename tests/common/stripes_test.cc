@@ -1,0 +1,146 @@
+#include "common/stripes.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "support/test_support.h"
+
+namespace {
+
+namespace stripes = pxkit::stripes;
+using stripes::Span;
+
+std::vector<Span> split_even(std::int64_t total, std::size_t n) {
+  std::vector<Span> spans(n, Span{-1, -1});
+  stripes::split_even(total, spans);
+  return spans;
+}
+std::vector<Span> split(std::int64_t total, std::int64_t per, std::size_t n) {
+  std::vector<Span> spans(n, Span{-1, -1});
+  stripes::split(total, per, spans);
+  return spans;
+}
+std::vector<std::int64_t> counts(const std::vector<Span>& spans) {
+  std::vector<std::int64_t> c;
+  for (const Span& s : spans) c.push_back(s.count);
+  return c;
+}
+
+TEST(Stripes, SplitExamples) {
+  struct Case {
+    std::vector<Span> got;
+    std::vector<std::int64_t> firsts, counts;
+  };
+  const Case cases[] = {
+      {split_even(6, 4), {0, 1, 2, 3}, {1, 1, 1, 3}},
+      {split_even(3, 4), {0, 0, 0, 0}, {0, 0, 0, 3}},  // stripes 0-2 empty
+      {split_even(0, 4), {0, 0, 0, 0}, {0, 0, 0, 0}},
+      {split_even(-5, 4), {0, 0, 0, 0}, {0, 0, 0, 0}},
+      {split_even(5, 1), {0}, {5}},
+      // 65536 x 65537 pixels: 64-bit sizes throughout.
+      {split_even(std::int64_t{65536} * 65537, 4),
+       {0, 1073758208, 2147516416, 3221274624},
+       {1073758208, 1073758208, 1073758208, 1073758208}},
+      // 5 interior rows (height 7), 4 stripes of 2: the last would get -1.
+      {split(5, 2, 4), {0, 2, 4, 5}, {2, 2, 1, 0}},
+      // 10 rows in 8 stripes of 2: three empty stripes at the end.
+      {split(10, 2, 8), {0, 2, 4, 6, 8, 10, 10, 10}, {2, 2, 2, 2, 2, 0, 0, 0}},
+      {split(9, 0, 3), {0, 0, 0}, {0, 0, 9}},
+      {split(9, 100, 3), {0, 9, 9}, {9, 0, 0}},
+      {split(9, -4, 3), {0, 0, 0}, {0, 0, 9}},
+  };
+  for (const Case& c : cases) {
+    std::vector<std::int64_t> firsts;
+    for (const Span& s : c.got) firsts.push_back(s.first);
+    EXPECT_EQ(firsts, c.firsts);
+    EXPECT_EQ(counts(c.got), c.counts);
+  }
+}
+
+// Every split is contiguous, covers exactly the frame, and gives each stripe
+// min(per, max(0, total - k per)) units, the last max(0, total - per (T - 1)).
+TEST(Stripes, SplitCoversFrameWithClampedCounts) {
+  for (std::int64_t total = 0; total <= 40; ++total) {
+    for (std::int64_t per = 0; per <= 12; ++per) {
+      for (std::size_t t = 1; t <= 8; ++t) {
+        const std::vector<Span> spans = split(total, per, t);
+        std::int64_t next = 0;
+        for (std::size_t k = 0; k < t; ++k) {
+          const auto kk = static_cast<std::int64_t>(k);
+          const std::int64_t want = k + 1 < t ? std::min(per, std::max<std::int64_t>(0, total - kk * per))
+                                              : std::max<std::int64_t>(0, total - per * (kk));
+          ASSERT_EQ(spans[k].first, next) << total << " " << per << " " << t << " " << k;
+          ASSERT_EQ(spans[k].count, want) << total << " " << per << " " << t << " " << k;
+          next += spans[k].count;
+        }
+        ASSERT_EQ(next, total);
+      }
+    }
+  }
+}
+
+struct Block {
+  std::atomic<int>* runs;  // one counter per block, bumped by its kernel
+  std::int64_t value;
+  std::int64_t doubled;    // written by the kernel
+  pxkit::thread_pool_task task;
+  std::uint32_t index;
+};
+
+std::int32_t double_it(std::uint64_t arg0, std::uint64_t /*arg1*/) {
+  auto& b = const_cast<Block&>(stripes::block_of<Block>(arg0));
+  b.doubled = 2 * b.value;
+  b.runs->fetch_add(1);
+  return 0;
+}
+
+// Every block's task runs exactly once per run, on pools narrower and wider
+// than the stripe count, and its results are visible when run returns. After
+// the first frame, frames allocate nothing.
+TEST(Stripes, RunQueuesEveryBlockAndWaitsForAll) {
+  for (std::uint32_t threads : {1u, 4u}) {
+    pxkit::thread_pool* pool = pxkit::thread_pool_create(threads);
+    ASSERT_NE(pool, nullptr);
+    std::array<std::atomic<int>, 8> runs{};
+    std::array<Block, 8> blocks{};
+    stripes::bind(std::span(blocks), double_it);
+    std::uint64_t allocations = 0;
+    for (int frame = 0; frame < 3; ++frame) {
+      if (frame == 1) allocations = pxtest::library_allocations();
+      for (std::size_t k = 0; k < blocks.size(); ++k) {
+        EXPECT_EQ(blocks[k].index, k);
+        blocks[k].runs = &runs[k];
+        blocks[k].value = frame * 100 + static_cast<std::int64_t>(k);
+      }
+      ASSERT_EQ(stripes::run(pool, std::span(blocks)), blocks.size());
+      for (std::size_t k = 0; k < blocks.size(); ++k) {
+        EXPECT_EQ(runs[k].load(), frame + 1);
+        EXPECT_EQ(blocks[k].doubled, 2 * blocks[k].value);
+      }
+    }
+    EXPECT_EQ(pxtest::library_allocations(), allocations);
+    pxkit::thread_pool_destroy(pool);
+  }
+}
+
+// A refused task is not waited for: with no pool the first add is refused
+// (one message), nothing further is added or waited for (a wait would print
+// the message again), and no kernel runs.
+TEST(Stripes, RunWaitsOnlyForQueuedTasks) {
+  std::array<std::atomic<int>, 4> runs{};
+  std::array<Block, 4> blocks{};
+  stripes::bind(std::span(blocks), double_it);
+  for (std::size_t k = 0; k < blocks.size(); ++k) blocks[k].runs = &runs[k];
+  std::size_t queued = 99;
+  EXPECT_EQ(pxtest::capture_stdout([&] { queued = stripes::run(nullptr, std::span(blocks)); }),
+            "error: invalid params\n");
+  EXPECT_EQ(queued, 0u);
+  for (const auto& r : runs) EXPECT_EQ(r.load(), 0);
+  EXPECT_EQ(pxtest::capture_stdout([&] { queued = stripes::run(nullptr, std::span<Block>()); }), "");
+  EXPECT_EQ(queued, 0u);
+}
+
+}  // namespace
