@@ -3,7 +3,8 @@
 # Usage: scripts/install-deps.sh [demo|test|bench|all]   (default: test)
 #   demo: what `make demo` needs (compiler, Highway, libpng, libtiff, CLI11)
 #   test: demo plus GoogleTest, Google Benchmark and the aarch64 cross tools
-#   bench, all: test plus OpenCV for the optional benchmark baselines
+#   bench, all: test plus OpenCV, Eigen and LAPACKE (OpenBLAS) for the optional
+#               benchmark baselines
 # As root it runs apt-get; otherwise it prints the exact command and stops.
 set -euo pipefail
 
@@ -20,6 +21,7 @@ case "$group" in
       g++-aarch64-linux-gnu qemu-user                   # aarch64 cross build, run under qemu
     )
     [ "$group" = test ] || packages+=(libopencv-dev)    # optional baselines in the benchmarks
+    [ "$group" = test ] || packages+=(libeigen3-dev liblapacke-dev libopenblas-dev)  # solver baselines
     ;;
   *) echo "usage: $0 [demo|test|bench|all]" >&2; exit 2 ;;
 esac
