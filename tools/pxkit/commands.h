@@ -7,5 +7,6 @@ namespace pxcli {
 int run_demo(int argc, const char* const* argv);
 int run_tof(int argc, const char* const* argv);
 int run_version(int argc, const char* const* argv);
+int run_warp(int argc, const char* const* argv);
 
 }  // namespace pxcli

@@ -18,7 +18,8 @@ constexpr const char* kUsage =
     "commands:\n"
     "  demo      decode a synthetic ToF scene, write pictures, print speed and accuracy\n"
     "  tof       decode real ToF sample images (4 files, or 8 with --dual)\n"
-    "  version   print the library version\n";
+    "  version   print the library version\n"
+    "  warp      cut a region given by four corners out of a picture, upright\n";
 
 }  // namespace
 
@@ -49,6 +50,7 @@ int main(int argc, char** argv) {
     if (command == "demo") return run_demo(argc - 1, argv + 1);
     if (command == "tof") return run_tof(argc - 1, argv + 1);
     if (command == "version" || command == "--version") return run_version(argc - 1, argv + 1);
+    if (command == "warp") return run_warp(argc - 1, argv + 1);
     std::fprintf(stderr, "pxkit: unknown command '%s' (see 'pxkit --help')\n", command.c_str());
     return kExitUsage;
   } catch (const CliError& e) {
