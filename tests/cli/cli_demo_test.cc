@@ -88,7 +88,14 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_EQ(w, 96u) << name;
     EXPECT_EQ(h, 72u) << name;
   }
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 6)
+  // The data-code panel: the code cut out upright reads back module for module.
+  EXPECT_NE(run.out.find("modules read correctly 625/625"), std::string::npos) << run.out;
+  for (const char* name : {"code_scene.png", "code_upright.png"}) {
+    EXPECT_NE(run.out.find(name), std::string::npos) << name;
+    std::uint32_t w = 0, h = 0;
+    EXPECT_NO_THROW(read_png_grey8(pics + "/" + name, w, h)) << name;
+  }
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()), 8)
       << "temporary files left behind";
 }
 
@@ -102,6 +109,7 @@ TEST(CliDemo, NoisyRunStaysCloseToTheTruth) {
   EXPECT_LT(f.single_mm, 10 * mod.wrap0()) << run.out;
   EXPECT_LT(f.dual_mm, 20 * mod.wrap1()) << run.out;
   EXPECT_GE(static_cast<double>(f.correct), 0.99 * static_cast<double>(f.pixels)) << run.out;
+  EXPECT_NE(run.out.find("modules read correctly 625/625"), std::string::npos) << run.out;
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "decoders.h"
 #include "demo_pictures.h"
+#include "demo_warp.h"
 #include "scene.h"
 #include "stage_timer.h"
 
@@ -38,6 +39,16 @@ std::vector<std::int16_t> as_signed(const std::vector<std::uint16_t>& plane) {
   return std::vector<std::int16_t>(plane.begin(), plane.end());
 }
 
+// The data-code panel's rows, in the same table.
+// A row without pixels (a solve) shows no pixel rate.
+void print_panel_row(const char* stage, double ms, std::uint64_t pixels, const std::string& accuracy) {
+  if (pixels == 0) {
+    std::printf("%-38s %9.3f %9s   %s\n", stage, ms, "-", accuracy.c_str());
+  } else {
+    print_row(stage, ms, {static_cast<std::uint32_t>(pixels), 1}, accuracy);
+  }
+}
+
 }  // namespace
 
 int run_demo(int argc, const char* const* argv) {
@@ -63,6 +74,7 @@ int run_demo(int argc, const char* const* argv) {
   const Modulation mod;
   StagedOutputs outputs;
   const DemoPictures pictures = stage_demo_pictures(outputs, args.out_dir, mod);
+  const WarpPictures warp_pictures = stage_warp_pictures(outputs, args.out_dir);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -135,10 +147,14 @@ int run_demo(int argc, const char* const* argv) {
                 static_cast<unsigned long long>(dual.correct_wraps), static_cast<unsigned long long>(dual.pixels));
   print_row("dual-frequency f32 depth + amp", dual_ms, size, wraps);
 
+  // Data code seen at an angle, cut out upright.
+  run_warp_panel(warp_pictures, args.noise, &print_panel_row);
+
   write_demo_pictures(pictures, frames, mod);
   outputs.commit();
   std::printf("pictures in %s/:", args.out_dir.c_str());
   for (const std::string& name : pictures.names) std::printf(" %s", name.c_str());
+  for (const std::string& name : warp_pictures.names) std::printf(" %s", name.c_str());
   std::printf("\n");
   return 0;
 }
