@@ -1,8 +1,5 @@
 // Vector kernels of the perspective crop, compiled once per Highway target.
-// Each lane's quotient is exact: both 32-bit operands convert to f64 exactly
-// and a correctly rounded f64 quotient of 32-bit integers truncates to the
-// integer quotient (its distance to the next integer, at least 1/|den|, is far
-// larger than the rounding error). den 0 and den -1 are settled by selection.
+// Each lane's quotient equals the scalar truncating division (see Quotients).
 // Source pixels are fetched as 4-byte words from column qx - 1 of rows qy and
 // qy + 1, so a valid lane never touches a byte beyond column width - 1; lanes
 // outside the valid range fetch column 0 of rows 0 and 1 (rows 0 and 0 when
@@ -25,20 +22,42 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 #if PXKIT_NATIVE_FMA_TARGET
 
-// Truncating num / den per lane; 0 for den 0, wrapping negation for den -1.
+// Truncating nx / nd and ny / nd per lane; 0 for den 0, wrapping negation
+// for den -1. One f64 reciprocal serves both quotients: t = num x (1 / den)
+// has a relative error below 2^-51, so |t - num / den| < 2^-20 / |den|, less
+// than the distance 1 / |den| from a non-integer quotient to the next
+// integer: trunc(t) is exact, except that an integer quotient may come out
+// one short (toward zero). The remainder num - q den then equals den in
+// magnitude (exact in wrapping 32-bit arithmetic) and q moves one away from 0.
 template <class D>
-HWY_INLINE hn::Vec<D> Quotient(D d, hn::Vec<D> num, hn::Vec<D> den) {
+HWY_INLINE void Quotients(D d, hn::Vec<D> nx, hn::Vec<D> ny, hn::Vec<D> nd, hn::Vec<D>& qx,
+                          hn::Vec<D>& qy) {
   const hn::Half<D> dh;
   const hn::Rebind<double, decltype(dh)> dd;
-  const auto zero_den = hn::Eq(den, hn::Zero(d));
-  const auto safe_den = hn::IfThenElse(zero_den, hn::Set(d, 1), den);
-  const auto lo = hn::Div(hn::PromoteTo(dd, hn::LowerHalf(dh, num)),
-                          hn::PromoteTo(dd, hn::LowerHalf(dh, safe_den)));
-  const auto hi = hn::Div(hn::PromoteTo(dd, hn::UpperHalf(dh, num)),
-                          hn::PromoteTo(dd, hn::UpperHalf(dh, safe_den)));
-  auto q = hn::Combine(d, hn::DemoteTo(dh, hi), hn::DemoteTo(dh, lo));
-  q = hn::IfThenElse(hn::Eq(den, hn::Set(d, -1)), hn::Neg(num), q);
-  return hn::IfThenZeroElse(zero_den, q);
+  const auto zero = hn::Zero(d);
+  const auto zero_den = hn::Eq(nd, zero);
+  const auto minus_one = hn::Eq(nd, hn::Set(d, -1));
+  const auto safe_den = hn::IfThenElse(hn::Or(zero_den, minus_one), hn::Set(d, 1), nd);
+  const auto one = hn::Set(dd, 1.0);
+  const auto r_lo = hn::Div(one, hn::PromoteTo(dd, hn::LowerHalf(dh, safe_den)));
+  const auto r_hi = hn::Div(one, hn::PromoteTo(dd, hn::UpperHalf(dh, safe_den)));
+  // |den| with the sign bit flipped, for unsigned comparisons through signed ones.
+  const auto flip = hn::Set(d, INT32_MIN);
+  const auto den_key = hn::Xor(hn::Abs(safe_den), flip);
+  const auto quotient = [&](hn::Vec<D> num) HWY_ATTR {
+    const auto t_lo = hn::Mul(hn::PromoteTo(dd, hn::LowerHalf(dh, num)), r_lo);
+    const auto t_hi = hn::Mul(hn::PromoteTo(dd, hn::UpperHalf(dh, num)), r_hi);
+    auto q = hn::Combine(d, hn::DemoteTo(dh, t_hi), hn::DemoteTo(dh, t_lo));
+    const auto rem = hn::Sub(num, hn::Mul(q, safe_den));
+    // +1 or -1: the sign of the quotient.
+    const auto step = hn::Or(hn::BroadcastSignBit(hn::Xor(num, safe_den)), hn::Set(d, 1));
+    const auto too_near = hn::Not(hn::Lt(hn::Xor(hn::Abs(rem), flip), den_key));
+    q = hn::IfThenElse(too_near, hn::Add(q, step), q);
+    q = hn::IfThenElse(minus_one, hn::Neg(num), q);
+    return hn::IfThenZeroElse(zero_den, q);
+  };
+  qx = quotient(nx);
+  qy = quotient(ny);
 }
 
 // a + b per lane, saturated to the int32 range.
@@ -64,8 +83,8 @@ HWY_INLINE Samples<D> Sample(D d, const std::uint8_t* src, std::int32_t pitch,
                              std::int32_t width_minus_2, std::int32_t height_minus_2,
                              hn::Vec<D> nx, hn::Vec<D> ny, hn::Vec<D> nd) {
   const hn::RebindToUnsigned<D> du;
-  const auto qx = Quotient(d, nx, nd);
-  const auto qy = Quotient(d, ny, nd);
+  hn::Vec<D> qx, qy;
+  Quotients(d, nx, ny, nd, qx, qy);
   const auto zero = hn::Zero(d);
   const auto valid = hn::And(hn::And(hn::Gt(qx, zero), hn::Gt(qy, zero)),
                              hn::And(hn::Lt(qx, hn::Set(d, width_minus_2)),
@@ -87,15 +106,15 @@ HWY_INLINE Samples<D> Sample(D d, const std::uint8_t* src, std::int32_t pitch,
 }
 
 // Stores the low byte of each lane.
-template <class DU>
-HWY_INLINE void StoreLowBytes(DU du, hn::Vec<DU> v, std::uint8_t* out) {
-  const hn::Rebind<std::uint8_t, DU> d8;
+template <class VU>
+HWY_INLINE void StoreLowBytes(VU v, std::uint8_t* out) {
+  const hn::Rebind<std::uint8_t, hn::DFromV<VU>> d8;
   hn::StoreU(hn::TruncateTo(d8, v), d8, out);
 }
 
 // The stripe kernel's blend (see stripe_pixel).
 template <class D>
-HWY_INLINE void StripeBlend(D d, const Samples<D>& s, std::uint8_t* out) {
+HWY_INLINE void StripeBlend(D /*d*/, const Samples<D>& s, std::uint8_t* out) {
   const hn::RebindToUnsigned<D> du;
   const auto fx = hn::BitCast(du, hn::ShiftRight<11>(s.rem_x));
   const auto fy = hn::BitCast(du, hn::ShiftRight<11>(s.rem_y));
@@ -105,8 +124,7 @@ HWY_INLINE void StripeBlend(D d, const Samples<D>& s, std::uint8_t* out) {
       hn::Mul(hn::Sub(hn::Add(hn::Sub(s.p11, s.p10), s.p00), s.p01), hn::Mul(fx, fy));
   const auto sum = hn::Add(hn::Add(linear, cross), hn::ShiftLeft<16>(s.p00));
   const auto value = hn::IfThenElseZero(hn::RebindMask(du, s.valid), hn::ShiftRight<16>(sum));
-  StoreLowBytes(du, value, out);
-  (void)d;
+  StoreLowBytes(value, out);
 }
 
 // Sign-extended low 16 bits of each lane: a 16-bit lane's wrap-around.
@@ -133,7 +151,7 @@ HWY_INLINE void GroupBlend(D d, const Samples<D>& s, std::uint8_t* out) {
   const auto sum = Low16(hn::BitCast(
       d, hn::Add(hn::Add(hn::BitCast(du, shifted), cross), hn::ShiftLeft<6>(s.p00))));
   const auto value = hn::ShiftRight<6>(hn::Add(sum, hn::Set(d, 32)));
-  StoreLowBytes(du, hn::BitCast(du, hn::IfThenElseZero(s.valid, value)), out);
+  StoreLowBytes(hn::BitCast(du, hn::IfThenElseZero(s.valid, value)), out);
 }
 
 std::int32_t StripeKernel(std::uint64_t arg0, std::uint64_t arg1) {

@@ -37,7 +37,7 @@ std::vector<Config> configs(std::uint32_t max_width) {
   for (std::uint32_t w = 1; w <= max_width; ++w) {
     const bool tiny = w % 7 == 0;  // sources too small for any valid point, or the vector loads
     out.push_back({tiny ? r(1, 5) : r(20, 90), tiny ? r(1, 5) : r(8, 60), r(0, 9), w, r(1, 7), r(0, 5),
-                   r(0, 3), r(0, 3), static_cast<int>(w % 3 == 0)});
+                   r(0, 3), r(0, 3), static_cast<int>(w % 3)});
   }
   return out;
 }

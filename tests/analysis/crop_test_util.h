@@ -47,9 +47,23 @@ using Matrix = std::vector<float>;
 // A perspective map of the destination into a source of about src_w x src_h,
 // last row near (0, 0, 1); kind 1: entries anywhere in the Q19 range and
 // beyond (saturation, den 0 and -1, huge quotients).
+// kind 2: num_x = 3 den - 1 and num_y = 5 den exactly (quotients at or just
+// below an integer, where one through a reciprocal is most likely to need
+// correcting; every entry a multiple of 2^-19 exact in f32).
 inline Matrix random_matrix(int kind, float src_w, float src_h, float dst_w, float dst_h) {
   std::mt19937& g = pxtest::rng();
   auto u = [&](float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(g); };
+  if (kind == 2) {
+    Matrix m(9);
+    for (int k = 6; k < 9; ++k) {
+      const int e = std::uniform_int_distribution<int>(0, 22)(g);
+      m[k] = static_cast<float>(std::uniform_int_distribution<int>(-(1 << e), 1 << e)(g)) / 524288.0f;
+      m[k - 6] = 3 * m[k];
+      m[k - 3] = 5 * m[k];
+    }
+    m[2] -= 1.0f / 524288.0f;
+    return m;
+  }
   if (kind == 1) {
     Matrix m(9);
     for (float& v : m) {
