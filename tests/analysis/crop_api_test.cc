@@ -110,6 +110,14 @@ TEST(CropRun, RefusesContextsWithoutPoolOrStripes) {
     EXPECT_EQ(run_pooled(c.ctx, &printed), -1);
     EXPECT_EQ(printed, "fatal: internal bug, thread_pool (nil), number_of_parallel 1\n");
   }
+  {
+    Ctx stopped;  // a pool that refuses tasks: nothing queued, nothing waited for
+    create(stopped, 2, src, dst, kIdentity);
+    stopped.ctx->pool->state = 0;
+    EXPECT_EQ(run_pooled(stopped.ctx, &printed), -2);
+    EXPECT_EQ(printed, "error: invalid params\nfatal: add task fail\n");
+    stopped.ctx->pool->state = 1;
+  }
   Ctx too_many;  // above the pool's 32 workers
   create(too_many, 33, src, dst, kIdentity);
   ASSERT_NE(too_many.ctx, nullptr);
