@@ -214,7 +214,9 @@ PXKIT_API int32_t datacode_bili_inter_crop_parallel_u8(void* ctx);
 /* Stops the pool and frees the context; null is ignored. */
 PXKIT_API void destroy_datacode_bili_inter_crop_ctx(void* ctx);
 /* The same mapping over the whole destination on the calling thread, reading
- * the source through its stride; returns 0. Fractions are eighths of a pixel
+ * the source through its stride; returns 0 (-1 after "[error]: params not
+ * valid" for a null record or matrix, or null data of a non-empty output).
+ * Allocates nothing; any thread, any number at once. Fractions are eighths of a pixel
  * (meant for den = 2^19). Each row is made of groups of 8 pixels from column 0
  * while a group starts below width - 8, then a tail of the remaining columns
  * (every column when the destination is narrower than 9). The groups step
@@ -230,7 +232,8 @@ PXKIT_API int32_t datacode_bili_inter_crop_u8(const datacode_image* src,
 
 /* Solves A x = b for the n x n row-major f32 matrix A (n = matrix_dimension)
  * by LU decomposition with partial pivoting (the first of equal largest
- * magnitudes wins), fused multiply-adds throughout, on the calling thread.
+ * magnitudes wins), fused multiply-adds throughout, on the calling thread
+ * (no state: calls from several threads may run at once).
  * flags bit 0 set: A is decomposed in place (overwritten; rows stay where they
  * are) and for n <= 512 nothing is allocated; clear: A is copied and left
  * untouched, and if memory runs out the call returns 0 WITHOUT solving or
