@@ -216,6 +216,10 @@ void SingleCrop(const CropFrame& f) {
   const std::int32_t quad_y = saturated_add(saturated_add(h[3], h[3]), saturated_add(h[3], h[3]));
   const std::int32_t quad_d = saturated_add(saturated_add(h[6], h[6]), saturated_add(h[6], h[6]));
   const auto vquad_x = hn::Set(d, quad_x), vquad_y = hn::Set(d, quad_y), vquad_d = hn::Set(d, quad_d);
+  // Two quad steps, for rows that cannot saturate (wrapping; used only where exact).
+  const auto vstep_x = hn::Set(d, wrap_mad(quad_x, 2, 0));
+  const auto vstep_y = hn::Set(d, wrap_mad(quad_y, 2, 0));
+  const auto vstep_d = hn::Set(d, wrap_mad(quad_d, 2, 0));
   const std::uint32_t groups = crop_group_columns(f.dst_width);
   const std::uint32_t x_first = f.x_offset + 1u;
   for (std::uint32_t j = 0; j < f.dst_height; ++j) {
@@ -241,12 +245,29 @@ void SingleCrop(const CropFrame& f) {
         vy[p] = hn::Load(d, lane_y + p * n);
         vd[p] = hn::Load(d, lane_d + p * n);
       }
+      // Rows whose lanes stay inside the int32 range up to the last group step
+      // with plain additions, which then equal the saturating ones.
+      const std::int64_t steps = 2 * std::int64_t{groups / 8};
+      const auto stays = [&](const std::int32_t* lanes, std::int32_t quad) {
+        for (int l = 0; l < 8; ++l) {
+          const std::int64_t last = lanes[l] + steps * quad;
+          if (last > INT32_MAX || last < INT32_MIN) return false;
+        }
+        return true;
+      };
+      const bool plain = stays(lane_x, quad_x) && stays(lane_y, quad_y) && stays(lane_d, quad_d);
       for (std::uint32_t c = 0; c < groups; c += 8) {
         for (std::size_t p = 0; p < parts; ++p) {
           GroupBlend(d, Sample(d, f.src, stride, w2, h2, vx[p], vy[p], vd[p]), row + c + p * n);
-          vx[p] = SaturatedAdd32(SaturatedAdd32(vx[p], vquad_x), vquad_x);
-          vy[p] = SaturatedAdd32(SaturatedAdd32(vy[p], vquad_y), vquad_y);
-          vd[p] = SaturatedAdd32(SaturatedAdd32(vd[p], vquad_d), vquad_d);
+          if (plain) {
+            vx[p] = hn::Add(vx[p], vstep_x);
+            vy[p] = hn::Add(vy[p], vstep_y);
+            vd[p] = hn::Add(vd[p], vstep_d);
+          } else {
+            vx[p] = SaturatedAdd32(SaturatedAdd32(vx[p], vquad_x), vquad_x);
+            vy[p] = SaturatedAdd32(SaturatedAdd32(vy[p], vquad_y), vquad_y);
+            vd[p] = SaturatedAdd32(SaturatedAdd32(vd[p], vquad_d), vquad_d);
+          }
         }
       }
     }

@@ -47,12 +47,18 @@ using Matrix = std::vector<float>;
 // A perspective map of the destination into a source of about src_w x src_h,
 // last row near (0, 0, 1); kind 1: entries anywhere in the Q19 range and
 // beyond (saturation, den 0 and -1, huge quotients).
-// kind 2: num_x = 3 den - 1 and num_y = 5 den exactly (quotients at or just
+// kind 3: see below. kind 2: num_x = 3 den - 1 and num_y = 5 den exactly (quotients at or just
 // below an integer, where one through a reciprocal is most likely to need
 // correcting; every entry a multiple of 2^-19 exact in f32).
 inline Matrix random_matrix(int kind, float src_w, float src_h, float dst_w, float dst_h) {
   std::mt19937& g = pxtest::rng();
   auto u = [&](float lo, float hi) { return std::uniform_real_distribution<float>(lo, hi)(g); };
+  if (kind == 3) {
+    // num_x climbs by 2^28 a column and passes INT32_MAX; den and num_y are
+    // 2^30, so a saturated num_x still samples column 1 while a wrapped one
+    // gives 0: the single call's saturating lane steps show.
+    return {512, 0, 0, 0, 0, 2048, 0, 0, 2048};
+  }
   if (kind == 2) {
     Matrix m(9);
     for (int k = 6; k < 9; ++k) {
