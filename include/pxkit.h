@@ -387,6 +387,76 @@ PXKIT_API void* create_common_img_scale_ctx(uint32_t src_width, uint32_t src_str
 PXKIT_API int32_t common_img_scale(void* ctx, const void* src, void* dst);
 /* Frees the context and its buffers; null is ignored. */
 PXKIT_API void destroy_common_img_scale_ctx(void* ctx);
+/* ---- Data-code perspective crop sampler ---------------------------------- */
+
+/* An 8-bit grey image: `stride` bytes per row, `data` owned by the caller. */
+typedef struct datacode_image {
+  uint32_t width, height, stride;
+  uint8_t* data;
+} datacode_image; /* 24 bytes on LP64 */
+
+/* The crop maps destination pixel (i, j) through the 3 x 3 row-major matrix h,
+ * each entry taken as Q19 fixed point (x 2^19, truncated, saturated to int32):
+ * with X = i + x_offset + 1 and Y = j + y_offset + 1 (32-bit wrapping sums)
+ *   num_x = h0 X + h1 Y + h2, num_y = h3 X + h4 Y + h5, den = h6 X + h7 Y + h8
+ * and the source point qx = num_x / den, qy = num_y / den (truncated; 0 when
+ * den is 0). Destination pixels whose point lies outside 1..width-3 by
+ * 1..height-3 of the source are 0. The bilinear fractions are exact only when
+ * den is 2^19, i.e. the matrix's last row evaluates to 1.0: normalise it so.
+ *
+ * Context for the pooled crop of a fixed source, destination, matrix and
+ * offset, with a private pool of `threads` workers (1..32) and
+ * min(threads, 8) stripes of destination rows. Only src's width, height and
+ * data are kept: the pooled crop IGNORES the source stride and reads every
+ * sample pair from the source's first row (rows qy and qy + 1 both address
+ * row 0). Its fractions are the remainders scaled by 2^-11 (8-bit fractions
+ * when den is 2^19) and its blend wraps in 32-bit unsigned arithmetic.
+ * Returns null after "[error]: params not valid" (threads 0 or a null pointer)
+ * or "[error]: no memory". If the pool cannot be made ("error: thread pool
+ * create fail") the context has no pool and the pooled call refuses it.
+ * Free with destroy_datacode_bili_inter_crop_ctx. */
+PXKIT_API void* create_datacode_bili_inter_crop_ctx(int32_t threads, const datacode_image* src,
+                                                    const datacode_image* dst,
+                                                    const float* matrix, uint32_t x_offset,
+                                                    uint32_t y_offset);
+/* Runs the stripes on the context's pool and waits for them. Returns 0; -1
+ * after "fatal: internal bug, thread_pool ..., number_of_parallel ..." for a
+ * context without pool or stripes (null included); -2 after "fatal: add task
+ * fail". One caller at a time per context. Allocates nothing. */
+PXKIT_API int32_t datacode_bili_inter_crop_parallel_u8(void* ctx);
+/* Stops the pool and frees the context; null is ignored. */
+PXKIT_API void destroy_datacode_bili_inter_crop_ctx(void* ctx);
+/* The same mapping over the whole destination on the calling thread, reading
+ * the source through its stride; returns 0 (-1 after "[error]: params not
+ * valid" for a null record or matrix, or null data of a non-empty output).
+ * Allocates nothing; any thread, any number at once. Fractions are eighths of a pixel
+ * (meant for den = 2^19). Each row is made of groups of 8 pixels from column 0
+ * while a group starts below width - 8, then a tail of the remaining columns
+ * (every column when the destination is narrower than 9). The groups step
+ * their numerators with saturating 32-bit additions and ROUND the fractions
+ * and the blend (16-bit arithmetic, saturating shifts); the tail recomputes the
+ * numerators with wrapping arithmetic and TRUNCATES both, so a row's last
+ * columns may differ by one level from what the groups would give. */
+PXKIT_API int32_t datacode_bili_inter_crop_u8(const datacode_image* src,
+                                              const datacode_image* dst, const float* matrix,
+                                              uint32_t x_offset, uint32_t y_offset);
+
+/* ---- Dense linear solver ------------------------------------------------- */
+
+/* Solves A x = b for the n x n row-major f32 matrix A (n = matrix_dimension)
+ * by LU decomposition with partial pivoting (the first of equal largest
+ * magnitudes wins), fused multiply-adds throughout, on the calling thread
+ * (no state: calls from several threads may run at once).
+ * flags bit 0 set: A is decomposed in place (overwritten; rows stay where they
+ * are) and for n <= 512 nothing is allocated; clear: A is copied and left
+ * untouched, and if memory runs out the call returns 0 WITHOUT solving or
+ * writing x. Returns 0 with x written; -1 when a pivot magnitude is below
+ * 0.0001 ("degenerate matrix" then "degenerate matrix(NxN)"; for n = 1 only an
+ * exact zero, "degenerate matrix(1x1)"), x untouched; -3 after
+ * "bad parameters ..." for a null pointer or n = 0. A negative n does nothing
+ * and returns 0. */
+PXKIT_API int32_t solve_f32(float* matrix_a, float* x, const float* b, int32_t matrix_dimension,
+                            uint8_t flags);
 
 #ifdef __cplusplus
 }  /* extern "C" */

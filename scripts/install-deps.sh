@@ -25,6 +25,7 @@ case "$group" in
     )
     [ "$group" = test ] || packages+=(libopencv-dev)    # optional baselines in the benchmarks
     [ "$group" = test ] || packages+=(libyuv-dev)       # libyuv baselines (yuv and colour benchmarks)
+    [ "$group" = test ] || packages+=(libeigen3-dev liblapacke-dev libopenblas-dev)  # solver baselines
     ;;
   *) echo "usage: $0 [demo|test|bench|all]" >&2; exit 2 ;;
 esac

@@ -9,10 +9,11 @@ std::atomic<std::int64_t> g_allowed{kAllTargets};
 
 std::int64_t cpu_targets() {
 #if HWY_ARCH_X86
-  // Highway 1.0 runs CPUID on every call (tens of microseconds in a virtual
-  // machine): ask once. Calls without a context choose their kernel per call.
-  static const std::int64_t supported = hwy::SupportedTargets();
-  return supported;
+  // Highway 1.0 runs CPUID on every query, and CPUID traps to the hypervisor
+  // in a virtual machine (tens of microseconds): ask once. Calls without a
+  // context (solve_f32, the single-call crop) choose their kernel per call.
+  static const std::int64_t targets = hwy::SupportedTargets();
+  return targets;
 #else
   // aarch64 always has Advanced SIMD; the NEON kernels use no AES instruction.
   return HWY_NEON;

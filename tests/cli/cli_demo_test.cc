@@ -131,6 +131,13 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
     EXPECT_GT(w, 96u) << name;  // the frame with its title and colour bar
     EXPECT_GT(h, 72u) << name;
   }
+  // The data-code panel: the code cut out upright reads back module for module.
+  EXPECT_NE(run.out.find("modules read correctly 625/625"), std::string::npos) << run.out;
+  for (const char* name : {"code_scene.png", "code_upright.png"}) {
+    EXPECT_NE(run.out.find(name), std::string::npos) << name;
+    std::uint32_t w = 0, h = 0;
+    EXPECT_NO_THROW(read_png_grey8(pics + "/" + name, w, h)) << name;
+  }
   // The scaling panel: the depth at half and twice the size, with its timing rows.
   for (const auto& [name, w, h] : {std::tuple<const char*, std::uint32_t, std::uint32_t>{
                                        "scaled_depth_down_48x36_0-7.50m.png", 48, 36},
@@ -158,9 +165,10 @@ TEST(CliDemo, NoiseFreeRunMeetsTheAccuracyBounds) {
   EXPECT_EQ(h, 72u);
   EXPECT_NE(run.out.find("\ns1 edge suppression f32, 2 threads "), std::string::npos) << run.out;
   constexpr long kYuvPanelPictures = 4;  // see cli_yuv_test.cc
-  // Six ToF pictures, the samples folder, the YUV panel's pictures, the edge panel the colour panel's four and the two scaled depths.
+  // Six ToF pictures, the samples folder, the YUV panel's pictures, the edge panel, the colour panel's four,
+  // the two scaled depths and the data-code panel's two.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(pics), std::filesystem::directory_iterator()),
-            7 + kYuvPanelPictures + 1 + 4 + 2)
+            7 + kYuvPanelPictures + 1 + 4 + 2 + 2)
       << "temporary files left behind";
 }
 
@@ -206,6 +214,7 @@ TEST(CliDemo, NoisyRunStaysCloseToTheTruth) {
   EXPECT_LT(f.single_mm, 10 * mod.wrap0()) << run.out;
   EXPECT_LT(f.dual_mm, 20 * mod.wrap1()) << run.out;
   EXPECT_GE(static_cast<double>(f.correct), 0.99 * static_cast<double>(f.pixels)) << run.out;
+  EXPECT_NE(run.out.find("modules read correctly 625/625"), std::string::npos) << run.out;
 }
 
 }  // namespace

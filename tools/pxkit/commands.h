@@ -15,5 +15,6 @@ int run_gradient(int argc, const char* const* argv);
 // Colour conversion and bicubic rotation of PNG pictures.
 int run_grey(int argc, const char* const* argv);
 int run_rotate(int argc, const char* const* argv);
+int run_warp(int argc, const char* const* argv);
 
 }  // namespace pxcli

@@ -17,6 +17,7 @@
 #include "demo_samples.h"
 #include "edges_demo.h"
 #include "demo_scaling.h"
+#include "demo_warp.h"
 #include "scene.h"
 #include "demo_yuv_panel.h"
 #include "stage_timer.h"
@@ -85,6 +86,16 @@ void check_demo_memory(Size size) {
                  std::to_string(side) + "x" + std::to_string(side));
 }
 
+// The data-code panel's rows, in the same table.
+// A row without pixels (a solve) shows no pixel rate.
+void print_panel_row(const char* stage, double ms, std::uint64_t pixels, const std::string& accuracy) {
+  if (pixels == 0) {
+    std::printf("%-38s %9.3f %9s   %s\n", stage, ms, "-", accuracy.c_str());
+  } else {
+    print_row(stage, ms, {static_cast<std::uint32_t>(pixels), 1}, accuracy);
+  }
+}
+
 }  // namespace
 
 int run_demo(int argc, const char* const* argv) {
@@ -118,6 +129,7 @@ int run_demo(int argc, const char* const* argv) {
   const EdgePanel edge_panel = stage_edge_panel(outputs, args.out_dir, mod);
   const ColourPanel colour_panel = stage_colour_panel(outputs, args.out_dir);
   const ScalingPanel scaling = stage_scaling_pictures(outputs, args.out_dir, args.size, mod);
+  const WarpPictures warp_pictures = stage_warp_pictures(outputs, args.out_dir);
 
   const Size size = args.size;
   const std::size_t n = size.pixels();
@@ -200,6 +212,8 @@ int run_demo(int argc, const char* const* argv) {
   for (const ScalingTiming& row : run_scaling_panel(scaling, size, frames.dual_depth_wraps, mod)) {
     print_row(row.stage.c_str(), row.ms, row.output, "u16 mm, pictures scaled_depth_*.png");
   }
+  // Data code seen at an angle, cut out upright.
+  run_warp_panel(warp_pictures, args.noise, &print_panel_row);
 
   write_demo_pictures(pictures, frames, mod);
   write_demo_samples(samples, scene);
@@ -210,6 +224,7 @@ int run_demo(int argc, const char* const* argv) {
   std::printf(" %s", edge_panel.name.c_str());
   for (const std::string& name : colour_panel.names) std::printf(" %s", name.c_str());
   for (const std::string& name : scaling.names) std::printf(" %s", name.c_str());
+  for (const std::string& name : warp_pictures.names) std::printf(" %s", name.c_str());
   std::printf("\nsample planes in %s/ (16-bit PNG, frequency 0 then 1); decode them in metres with:\n",
               samples.dir.c_str());
   for (const std::string& command : demo_decode_commands(samples, args.out_dir, mod)) {

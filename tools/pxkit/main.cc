@@ -25,7 +25,8 @@ constexpr const char* kUsage =
     "  edges     cut flying pixels on steep edges out of a depth map (Scharr s1)\n"
     "  gradient  sparse Scharr gradient magnitude of a picture on a coarse grid\n"
     "  grey      convert a PNG picture to grey, optionally resized (nearest neighbour)\n"
-    "  rotate    rotate a PNG picture with the bicubic scanline sampler\n";
+    "  rotate    rotate a PNG picture with the bicubic scanline sampler\n"
+    "  warp      cut a region given by four corners out of a picture, upright\n";
 
 }  // namespace
 
@@ -62,6 +63,7 @@ int main(int argc, char** argv) {
     if (command == "gradient") return run_gradient(argc - 1, argv + 1);
     if (command == "grey") return run_grey(argc - 1, argv + 1);
     if (command == "rotate") return run_rotate(argc - 1, argv + 1);
+    if (command == "warp") return run_warp(argc - 1, argv + 1);
     std::fprintf(stderr, "pxkit: unknown command '%s' (see 'pxkit --help')\n", command.c_str());
     return kExitUsage;
   } catch (const CliError& e) {

@@ -1,0 +1,234 @@
+// The perspective crop through its C API: refusals and messages, the stripe
+// split, the documented mapping on hand-made cases, and the pooled run
+// against its stripe kernel run serially.
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "analysis/crop_context.h"
+#include "analysis/crop_test_util.h"
+#include "common/memory.h"
+
+namespace {
+
+using crop_test::Image;
+using crop_test::make_image;
+using crop_test::Matrix;
+using pxkit::analysis::datacode_crop_ctx;
+
+const Matrix kIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+
+struct Ctx {
+  datacode_crop_ctx* ctx = nullptr;
+  std::string printed;
+  ~Ctx() { destroy_datacode_bili_inter_crop_ctx(ctx); }
+};
+
+void create(Ctx& c, std::int32_t threads, Image& src, Image& dst, const Matrix& m,
+            std::uint32_t xo = 0, std::uint32_t yo = 0) {
+  const datacode_image s = src.record(), d = dst.record();
+  c.printed = pxtest::capture_stdout([&] {
+    c.ctx = static_cast<datacode_crop_ctx*>(
+        create_datacode_bili_inter_crop_ctx(threads, &s, &d, m.data(), xo, yo));
+  });
+}
+
+std::int32_t run_pooled(void* ctx, std::string* printed = nullptr) {
+  std::int32_t result = 0;
+  const std::string out = pxtest::capture_stdout([&] { result = datacode_bili_inter_crop_parallel_u8(ctx); });
+  if (printed != nullptr) *printed = out;
+  return result;
+}
+
+TEST(CropCreate, RefusesBadParameters) {
+  Image src = make_image(8, 8), dst = make_image(4, 4);
+  datacode_image s = src.record(), d = dst.record(), no_data = {4, 4, 4, nullptr};
+  struct Case { std::int32_t threads; const datacode_image* s; const datacode_image* d; const float* m; };
+  for (const Case& c : {Case{0, &s, &d, kIdentity.data()}, Case{2, nullptr, &d, kIdentity.data()},
+                        Case{2, &s, nullptr, kIdentity.data()}, Case{2, &s, &d, nullptr},
+                        Case{2, &s, &no_data, kIdentity.data()}, Case{2, &no_data, &d, kIdentity.data()}}) {
+    void* ctx = &s;
+    EXPECT_EQ(pxtest::capture_stdout([&] { ctx = create_datacode_bili_inter_crop_ctx(c.threads, c.s, c.d, c.m, 0, 0); }),
+              "[error]: params not valid\n");
+    EXPECT_EQ(ctx, nullptr);
+  }
+  pxkit::mem::fail_allocation_after(0);
+  Ctx c;
+  create(c, 2, src, dst, kIdentity);
+  pxkit::mem::fail_allocation_after(-1);
+  EXPECT_EQ(c.printed, "[error]: no memory\n");
+  EXPECT_EQ(c.ctx, nullptr);
+}
+
+TEST(CropCreate, StripeSplit) {
+  struct Case { std::int32_t threads; std::uint32_t height; std::vector<std::uint32_t> rows; };
+  const Case cases[] = {
+      {12, 64, {8, 8, 8, 8, 8, 8, 8, 8}},
+      {4, 10, {2, 2, 2, 4}},
+      {8, 10, {2, 2, 2, 2, 2, 0, 0, 0}},  // rows_per 2: stripes 5-7 would start past row 9
+      {3, 7, {2, 2, 3}},
+      {1, 7, {7}},
+      {2, 1, {0, 1}},
+  };
+  for (const Case& k : cases) {
+    Image src = make_image(16, 16), dst = make_image(5, k.height, 3);
+    Ctx c;
+    create(c, k.threads, src, dst, kIdentity, 0, 100);
+    ASSERT_NE(c.ctx, nullptr);
+    EXPECT_EQ(c.printed, "");
+    ASSERT_EQ(c.ctx->number_of_parallel, k.rows.size());
+    std::uint32_t first = 0;
+    for (std::uint32_t s = 0; s < k.rows.size(); ++s) {
+      const auto& b = c.ctx->stripes[s];
+      EXPECT_EQ(b.rows, k.rows[s]) << "threads " << k.threads << " stripe " << s;
+      EXPECT_EQ(b.src_pitch, 0u);
+      EXPECT_EQ(b.index, s);
+      if (b.rows == 0) continue;
+      EXPECT_EQ(b.dst, dst.bytes.data() + std::size_t{first} * dst.stride);
+      EXPECT_EQ(b.row_y, static_cast<std::int32_t>((101 + first) * 524288u));  // Y = j + y_offset + 1
+      first += b.rows;
+    }
+    EXPECT_EQ(first, k.height);
+    EXPECT_EQ(run_pooled(c.ctx), 0);
+  }
+}
+
+TEST(CropRun, RefusesContextsWithoutPoolOrStripes) {
+  Image src = make_image(16, 16), dst = make_image(4, 4);
+  std::string printed;
+  EXPECT_EQ(run_pooled(nullptr, &printed), -1);
+  EXPECT_EQ(printed, "fatal: internal bug, thread_pool (nil), number_of_parallel 0\n");
+  {
+    pxtest::ScopedThreadStartFailure no_threads(0);
+    Ctx c;
+    create(c, 4, src, dst, kIdentity);
+    ASSERT_NE(c.ctx, nullptr);
+    EXPECT_NE(c.printed.find("error: thread pool create fail\n"), std::string::npos);
+    EXPECT_EQ(c.ctx->number_of_parallel, 1u);
+    EXPECT_EQ(c.ctx->stripes[0].rows, 4u);
+    EXPECT_EQ(run_pooled(c.ctx, &printed), -1);
+    EXPECT_EQ(printed, "fatal: internal bug, thread_pool (nil), number_of_parallel 1\n");
+  }
+  {
+    Ctx stopped;  // a pool that refuses tasks: nothing queued, nothing waited for
+    create(stopped, 2, src, dst, kIdentity);
+    stopped.ctx->pool->state = 0;
+    EXPECT_EQ(run_pooled(stopped.ctx, &printed), -2);
+    EXPECT_EQ(printed, "error: invalid params\nfatal: add task fail\n");
+    stopped.ctx->pool->state = 1;
+  }
+  Ctx too_many;  // above the pool's 32 workers
+  create(too_many, 33, src, dst, kIdentity);
+  ASSERT_NE(too_many.ctx, nullptr);
+  EXPECT_EQ(too_many.printed, "thread number 33 exceed max 32\nerror: thread pool create fail\n");
+  EXPECT_EQ(run_pooled(too_many.ctx), -1);
+  destroy_datacode_bili_inter_crop_ctx(nullptr);
+}
+
+// Hand-made cases: src(x, y) = 3x + 7y + 1 so every sample is recognisable.
+Image ramp(std::uint32_t w, std::uint32_t h, std::uint32_t padding) {
+  Image im = make_image(w, h, padding);
+  for (std::uint32_t y = 0; y < h; ++y)
+    for (std::uint32_t x = 0; x < w; ++x) im.bytes[std::size_t{y} * im.stride + x] = static_cast<std::uint8_t>(3 * x + 7 * y + 1);
+  return im;
+}
+
+TEST(CropMapping, IdentityShiftsByOneAndBlanksTheLastTwoColumnsAndRows) {
+  for (bool pooled : {false, true}) {
+    Image src = ramp(12, 10, 2), dst = make_image(13, 11, 3);
+    const std::uint32_t xo = 2, yo = 1;
+    if (pooled) {
+      Ctx c;
+      create(c, 3, src, dst, kIdentity, xo, yo);
+      ASSERT_EQ(run_pooled(c.ctx), 0);
+    } else {
+      const datacode_image s = src.record(), d = dst.record();
+      ASSERT_EQ(datacode_bili_inter_crop_u8(&s, &d, kIdentity.data(), xo, yo), 0);
+    }
+    for (std::uint32_t j = 0; j < dst.height; ++j) {
+      for (std::uint32_t i = 0; i < dst.width; ++i) {
+        const std::uint32_t qx = i + xo + 1, qy = j + yo + 1;
+        const bool inside = qx <= src.width - 3 && qy <= src.height - 3;
+        // The pooled crop reads every sample from the source's first row.
+        const std::uint8_t want = !inside ? 0 : src.at(qx, pooled ? 0 : qy);
+        ASSERT_EQ(dst.at(i, j), want) << (pooled ? "pooled" : "single") << " at " << i << "," << j;
+      }
+    }
+    EXPECT_TRUE(crop_test::guards_intact(dst));
+  }
+}
+
+TEST(CropMapping, DenominatorZeroAndPointsBelowOneGiveZero) {
+  const Matrix cases[] = {{1, 0, 0, 0, 1, 0, 0, 0, 0},      // den 0
+                          {1, 0, -3, 0, 1, 0, 0, 0, 1},     // qx < 1 for the first columns
+                          {-1, 0, 0, 0, 1, 0, 0, 0, 1}};    // qx negative everywhere
+  for (const Matrix& m : cases) {
+    for (std::uint32_t width : {3u, 20u}) {
+      Image src = ramp(32, 32, 0), dst = make_image(width, 4, 1);
+      const datacode_image s = src.record(), d = dst.record();
+      ASSERT_EQ(datacode_bili_inter_crop_u8(&s, &d, m.data(), 0, 0), 0);
+      Image pooled_dst = make_image(width, 4, 1);
+      Ctx c;
+      create(c, 2, src, pooled_dst, m);
+      ASSERT_EQ(run_pooled(c.ctx), 0);
+      for (std::uint32_t j = 0; j < 4; ++j)
+        for (std::uint32_t i = 0; i < width; ++i) {
+          const bool zero = m[8] == 0 || std::int64_t(i) + 1 + static_cast<std::int64_t>(m[2]) < 1 || m[0] < 0;
+          if (zero) {
+            ASSERT_EQ(dst.at(i, j), 0) << i;
+            ASSERT_EQ(pooled_dst.at(i, j), 0) << i;
+          }
+        }
+    }
+  }
+}
+
+// Shift by 0.45 pixel over columns alternating 0 and 100: the single call's
+// groups round (fx = 4/8: 50), its tail truncates (fx = 3/8: 37 or 62); the
+// pooled crop's 8-bit fraction 115/256 gives 44 or 55.
+TEST(CropMapping, GroupsRoundTailTruncatesAndPooledUsesEighthBitFractions) {
+  const Matrix m = {1, 0, 0.45f, 0, 1, 0, 0, 0, 1};
+  Image src = make_image(40, 6);
+  for (std::uint32_t y = 0; y < src.height; ++y)
+    for (std::uint32_t x = 0; x < src.width; ++x) src.bytes[y * src.stride + x] = x % 2 ? 100 : 0;
+  for (std::uint32_t width = 1; width <= 25; ++width) {
+    Image dst = make_image(width, 2, 2), pooled_dst = make_image(width, 2, 2);
+    const datacode_image s = src.record(), d = dst.record();
+    ASSERT_EQ(datacode_bili_inter_crop_u8(&s, &d, m.data(), 0, 0), 0);
+    Ctx c;
+    create(c, 2, src, pooled_dst, m);
+    ASSERT_EQ(run_pooled(c.ctx), 0);
+    const std::uint32_t groups = width < 9 ? 0 : (width - 1) / 8 * 8;
+    for (std::uint32_t j = 0; j < 2; ++j) {
+      for (std::uint32_t i = 0; i < width; ++i) {
+        const bool even = (i + 1) % 2 == 0;  // qx = i + 1
+        EXPECT_EQ(dst.at(i, j), i < groups ? 50 : even ? 37 : 62) << "width " << width << " col " << i;
+        EXPECT_EQ(pooled_dst.at(i, j), even ? 44 : 55) << "width " << width << " col " << i;
+      }
+    }
+    EXPECT_TRUE(crop_test::guards_intact(dst));
+    EXPECT_TRUE(crop_test::guards_intact(pooled_dst));
+  }
+}
+
+TEST(CropRun, PooledEqualsItsStripesRunSeriallyAndAllocatesNothing) {
+  for (std::int32_t threads : {1, 2, 3, 8, 12}) {
+    Image src = crop_test::random_image(97, 61, 5);
+    const Matrix m = crop_test::random_matrix(0, 97, 61, 45, 37);
+    Image a = make_image(45, 37, 4), b = make_image(45, 37, 4);
+    Ctx pooled, serial;
+    create(pooled, threads, src, a, m, 1, 2);
+    create(serial, threads, src, b, m, 1, 2);
+    const std::uint64_t before = pxtest::library_allocations();
+    for (int frame = 0; frame < 3; ++frame) ASSERT_EQ(run_pooled(pooled.ctx), 0);
+    EXPECT_EQ(pxtest::library_allocations(), before);
+    for (std::uint32_t k = 0; k < serial.ctx->number_of_parallel; ++k) {
+      const pxkit::thread_pool_task& t = serial.ctx->stripes[k].task;
+      t.func(t.arg0, t.arg1);
+    }
+    EXPECT_EQ(a.bytes, b.bytes) << threads << " threads";
+  }
+}
+
+}  // namespace
