@@ -67,6 +67,23 @@ const Case kCases[] = {
        EXPECT_EQ(fixed2float(ctx, 1, &in, &out), -1);
        destroy_fixed2float_context(ctx);
      }},
+    {"scale", [] {
+       EXPECT_EQ(create_common_img_scale_ctx(8, 16, 8, 8, 16, 8, PXKIT_SCALE_METHOD_BILINEAR,
+                                             PXKIT_SCALE_DATA_U16), nullptr);  // equal sizes
+       EXPECT_EQ(create_img_scale_ctx(8, 8, 8, 8, PXKIT_FORMAT_YUV420SP, PXKIT_FORMAT_YUV420P,
+                                      PXKIT_SCALE_BILINEAR, 0), nullptr);
+       scale_color_conversion_ctx c{};
+       EXPECT_EQ(setup_scale_color_conversion(&c, 8, 8, 8, 8, PXKIT_FORMAT_GREY, PXKIT_FORMAT_RGB24), -2);
+     }},
+    {"analysis", [] {
+       EXPECT_EQ(init_sparse_scharr_ctx(nullptr, 8, 8, 2), -1);
+       EXPECT_EQ(init_sparse_scharr_s1_ctx(1, 0, 8), nullptr);
+       EXPECT_EQ(datacode_bili_inter_crop_u8(nullptr, nullptr, nullptr, 0, 0), -1);
+     }},
+    {"linalg", [] {
+       float a = 0, x = 0, b = 1;
+       solve_f32(&a, &x, &b, 1, 0);  // a zero 1x1 coefficient
+     }},
 };
 
 class MessageHandler : public testing::TestWithParam<Case> {};
