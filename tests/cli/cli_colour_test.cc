@@ -32,16 +32,6 @@ std::vector<std::uint8_t> library_grey(std::vector<std::uint8_t> rgb, std::uint3
   return grey;
 }
 
-void expect_refused(const ScratchDir& dir, const std::vector<std::string>& args, const std::string& why) {
-  const std::vector<std::string> before = dir.files();
-  const ToolRun run = run_tool(args, dir.path());
-  EXPECT_EQ(run.exit_code, 2) << run.err;
-  EXPECT_EQ(line_count(run.err), 1) << run.err;
-  EXPECT_EQ(run.err.rfind("pxkit " + args[0] + ": ", 0), 0u) << run.err;
-  EXPECT_NE(run.err.find(why), std::string::npos) << "expected '" << why << "' in: " << run.err;
-  EXPECT_EQ(dir.files(), before) << "the refused run changed the folder";
-}
-
 TEST(CliGrey, EqualSizeAndResizedMatchTheLibraryInEveryLayout) {
   ScratchDir dir;
   const auto rgb = colour_pixels();

@@ -37,20 +37,6 @@ std::vector<std::string> concat(std::vector<std::string> a, const std::vector<st
   return a;
 }
 
-// Runs a command that must be refused: exit code 2, one line on stderr that
-// starts with the command and contains `why`, nothing on stdout, and the
-// folder's contents unchanged.
-void expect_refused(const ScratchDir& dir, const std::vector<std::string>& args, const std::string& why) {
-  const std::vector<std::string> before = dir.files();
-  const ToolRun run = run_tool(args, dir.path());
-  EXPECT_EQ(run.exit_code, 2) << run.err;
-  EXPECT_EQ(line_count(run.err), 1) << run.err;
-  EXPECT_EQ(run.err.rfind("pxkit " + args[0] + ": ", 0), 0u) << run.err;
-  EXPECT_NE(run.err.find(why), std::string::npos) << "expected '" << why << "' in: " << run.err;
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(dir.files(), before) << "the refused run changed the folder";
-}
-
 TEST(CliUsage, NoCommandOrUnknownCommandIsAUsageError) {
   ScratchDir dir;
   ToolRun run = run_tool({}, dir.path());

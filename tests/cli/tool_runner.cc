@@ -1,5 +1,7 @@
 #include "tool_runner.h"
 
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -123,6 +125,17 @@ ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, c
   std::remove(out_path.c_str());
   std::remove(err_path.c_str());
   return run;
+}
+
+void expect_refused(const ScratchDir& dir, const std::vector<std::string>& args, const std::string& why) {
+  const std::vector<std::string> before = dir.files();
+  const ToolRun run = run_tool(args, dir.path());
+  EXPECT_EQ(run.exit_code, 2) << run.err;
+  EXPECT_EQ(line_count(run.err), 1) << run.err;
+  EXPECT_EQ(run.err.rfind("pxkit " + args[0] + ": ", 0), 0u) << run.err;
+  EXPECT_NE(run.err.find(why), std::string::npos) << "expected '" << why << "' in: " << run.err;
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(dir.files(), before) << "the refused run changed the folder";
 }
 
 int line_count(const std::string& text) {

@@ -38,6 +38,11 @@ struct ToolLimits {
 // Runs `pxkit args...` with `dir` as working directory.
 ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, const ToolLimits& limits = {});
 
+// Runs a command that must be refused: exit code 2, one line on stderr that
+// starts with "pxkit COMMAND: " and contains `why`, nothing on stdout, and the
+// folder's contents unchanged (gtest expectations).
+void expect_refused(const ScratchDir& dir, const std::vector<std::string>& args, const std::string& why);
+
 // Number of lines of `text` (a last line without a newline counts).
 int line_count(const std::string& text);
 
