@@ -50,9 +50,9 @@ TEST(DemoFigure, ImageBarAndRings) {
   const pxcli::Size size{60, 40};
   pxcli::RgbImage image{size, std::vector<std::uint8_t>(size.pixels() * 3, 200)};
   const std::uint32_t marked = 20 * size.width + 30;
-  const pxcli::FigureSpec spec{"title", pxcli::BarColours::kTurbo, "0 m", "1 m", {marked}};
+  const pxcli::FigureStyle style{"title", pxcli::BarColours::kTurbo, "0 m", "1 m", {marked}};
   pxcli::FigureLayout at;
-  const pxcli::RgbImage fig = pxcli::render_figure(image, spec, &at);
+  const pxcli::RgbImage fig = pxcli::render_figure(image, style, &at);
   ASSERT_GE(fig.size.width, at.bar_x + at.bar_width);
   ASSERT_GE(fig.size.height, at.image_y + size.height);
   const auto px = [&](std::uint32_t x, std::uint32_t y) {

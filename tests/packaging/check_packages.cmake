@@ -7,17 +7,11 @@
 #     against the unpacked files through find_package and through pkg-config.
 # Arguments: BUILD_DIR, WORK_DIR, ARCH (amd64|arm64), LIBDIR (lib/x86_64-linux-gnu, or lib
 # when the build was configured for another prefix than /usr),
-# VERSION, EXAMPLES_DIR, CONSUMER_DIR, READELF, EMULATOR (a ;-list, empty natively).
+# VERSION, EXAMPLES_DIR, READELF, EMULATOR (a ;-list, empty natively).
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
 
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "command failed (${rc}): ${ARGN}\n${out}\n${err}")
-  endif()
-  set(last_output "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../run_command.cmake)
 
 function(expect text pattern what)
   if(NOT text MATCHES "${pattern}")

@@ -103,27 +103,27 @@ void write_demo_pictures(const DemoPictures& p, const DemoFrames& f, const Modul
   const RgbImage amplitude{f.size, grey_to_rgb(amplitude_grey)};
   const RgbImage dual{f.size, colourise(dual_m, 0, m.range_m)};
   const RgbImage error{f.size, error_map(f, m.wrap1())};
-  const FigureSpec truth_spec{"Ground truth distance", BarColours::kTurbo, "0 m", metres(m.range_m), {}};
-  const FigureSpec single_spec{single_title, BarColours::kTurbo, "0 m", metres(m.wrap0()), {}};
-  const FigureSpec amplitude_spec{"Amplitude (square root)", BarColours::kGrey, "dark", "bright", {}};
-  const FigureSpec dual_spec{dual_title, BarColours::kTurbo, "0 m", metres(m.range_m), {}};
-  FigureSpec error_spec{error_title, BarColours::kTurbo, "0 mm", error_high, wrong_wraps(f, m.wrap1(), 1, kMaxRings)};
+  const FigureStyle truth_style{"Ground truth distance", BarColours::kTurbo, "0 m", metres(m.range_m), {}};
+  const FigureStyle single_style{single_title, BarColours::kTurbo, "0 m", metres(m.wrap0()), {}};
+  const FigureStyle amplitude_style{"Amplitude (square root)", BarColours::kGrey, "dark", "bright", {}};
+  const FigureStyle dual_style{dual_title, BarColours::kTurbo, "0 m", metres(m.range_m), {}};
+  FigureStyle error_style{error_title, BarColours::kTurbo, "0 mm", error_high, wrong_wraps(f, m.wrap1(), 1, kMaxRings)};
 
-  const auto write_figure = [](const std::string& path, const RgbImage& image, const FigureSpec& spec) {
-    const RgbImage fig = render_figure(image, spec);
+  const auto write_figure = [](const std::string& path, const RgbImage& image, const FigureStyle& style) {
+    const RgbImage fig = render_figure(image, style);
     write_png_rgb8(path, fig.size, fig.rgb);
   };
-  write_figure(p.temp_paths[0], truth, truth_spec);
-  write_figure(p.temp_paths[1], single, single_spec);
-  write_figure(p.temp_paths[2], amplitude, amplitude_spec);
-  write_figure(p.temp_paths[3], dual, dual_spec);
-  write_figure(p.temp_paths[4], error, error_spec);
+  write_figure(p.temp_paths[0], truth, truth_style);
+  write_figure(p.temp_paths[1], single, single_style);
+  write_figure(p.temp_paths[2], amplitude, amplitude_style);
+  write_figure(p.temp_paths[3], dual, dual_style);
+  write_figure(p.temp_paths[4], error, error_style);
 
   // The overview: the four decoded pictures at half size, each with its own title and bar.
-  error_spec.marked = wrong_wraps(f, m.wrap1(), 2, kMaxRings);
-  const RgbImage all = tile_figures({render_figure(halve(single), single_spec), render_figure(halve(dual), dual_spec),
-                                     render_figure(halve(amplitude), amplitude_spec),
-                                     render_figure(halve(error), error_spec)},
+  error_style.marked = wrong_wraps(f, m.wrap1(), 2, kMaxRings);
+  const RgbImage all = tile_figures({render_figure(halve(single), single_style), render_figure(halve(dual), dual_style),
+                                     render_figure(halve(amplitude), amplitude_style),
+                                     render_figure(halve(error), error_style)},
                                     2);
   write_png_rgb8(p.temp_paths[5], all.size, all.rgb);
 }

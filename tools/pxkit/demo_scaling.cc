@@ -58,8 +58,8 @@ std::vector<ScalingTiming> run_scaling_panel(const ScalingPanel& panel, Size siz
     std::snprintf(title, sizeof title, "Depth %s to %ux%u (bilinear, u16 mm)", k == 0 ? "halved" : "doubled",
                   to.width, to.height);
     std::snprintf(high, sizeof high, "%.2f m", m.range_m);
-    const FigureSpec spec{title, BarColours::kTurbo, "0 m", high, {}};
-    const RgbImage figure = render_figure(RgbImage{to, colourise(metres, 0.0, m.range_m)}, spec);
+    const FigureStyle style{title, BarColours::kTurbo, "0 m", high, {}};
+    const RgbImage figure = render_figure(RgbImage{to, colourise(metres, 0.0, m.range_m)}, style);
     write_png_rgb8(panel.temp_paths[k], figure.size, figure.rgb);
     rows.push_back({std::string("bilinear scale u16 depth -> ") + to_string(to), to, ms});
   }

@@ -81,7 +81,7 @@ double text_width(cairo_t* cr, const std::string& s, double size) {
 
 }  // namespace
 
-RgbImage render_figure(const RgbImage& image, const FigureSpec& spec, FigureLayout* layout) {
+RgbImage render_figure(const RgbImage& image, const FigureStyle& style, FigureLayout* layout) {
   const double font = font_size_for(image.size);
   const auto title_h = static_cast<std::uint32_t>(std::ceil(font * 1.8));
   const auto gap = static_cast<std::uint32_t>(std::ceil(font * 0.6));
@@ -89,9 +89,9 @@ RgbImage render_figure(const RgbImage& image, const FigureSpec& spec, FigureLayo
   // Measure the labels on a scratch surface to size the margin.
   Surface probe = make_surface({1, 1});
   Context measure(cairo_create(probe.get()), cairo_destroy);
-  const double label_w = std::max(text_width(measure.get(), spec.low_label, font),
-                                  text_width(measure.get(), spec.high_label, font));
-  const double title_w = text_width(measure.get(), spec.title, font) * 1.1;  // bold is wider
+  const double label_w = std::max(text_width(measure.get(), style.low_label, font),
+                                  text_width(measure.get(), style.high_label, font));
+  const double title_w = text_width(measure.get(), style.title, font) * 1.1;  // bold is wider
   const std::uint32_t content_w = image.size.width + 3 * gap + bar_w + static_cast<std::uint32_t>(std::ceil(label_w));
   const Size page{std::max(content_w, static_cast<std::uint32_t>(std::ceil(title_w))) + gap,
                   image.size.height + title_h + gap};
@@ -101,7 +101,7 @@ RgbImage render_figure(const RgbImage& image, const FigureSpec& spec, FigureLayo
   cairo_set_source_rgb(cr.get(), 1, 1, 1);
   cairo_paint(cr.get());
   cairo_set_source_rgb(cr.get(), 0.1, 0.1, 0.1);
-  text(cr.get(), gap, title_h - font * 0.5, spec.title, font, true);
+  text(cr.get(), gap, title_h - font * 0.5, style.title, font, true);
   put_rgb(surface.get(), image, gap, title_h);
 
   // The bar: high values at the top, as in a chart.
@@ -109,7 +109,7 @@ RgbImage render_figure(const RgbImage& image, const FigureSpec& spec, FigureLayo
   if (layout != nullptr) *layout = {gap, title_h, gap + image.size.width + gap, bar_w};
   for (std::uint32_t y = 0; y < image.size.height; ++y) {
     const double t = 1.0 - (y + 0.5) / height;
-    if (spec.bar == BarColours::kTurbo) {
+    if (style.bar == BarColours::kTurbo) {
       const Rgb c = turbo(t);
       cairo_set_source_rgb(cr.get(), c.r / 255.0, c.g / 255.0, c.b / 255.0);
     } else {
@@ -122,16 +122,16 @@ RgbImage render_figure(const RgbImage& image, const FigureSpec& spec, FigureLayo
   cairo_set_line_width(cr.get(), 1);
   cairo_rectangle(cr.get(), bar_x + 0.5, top + 0.5, bar_w - 1, height - 1);
   cairo_stroke(cr.get());
-  text(cr.get(), bar_x + bar_w + gap / 2.0, top + font, spec.high_label, font);
-  text(cr.get(), bar_x + bar_w + gap / 2.0, top + height, spec.low_label, font);
+  text(cr.get(), bar_x + bar_w + gap / 2.0, top + font, style.high_label, font);
+  text(cr.get(), bar_x + bar_w + gap / 2.0, top + height, style.low_label, font);
 
   // Rings around the marked pixels, large enough to see at a glance.
   const double radius = std::max(4.0, font * 0.45);
-  cairo_set_source_rgb(cr.get(), spec.mark_r / 255.0, spec.mark_g / 255.0, spec.mark_b / 255.0);
+  cairo_set_source_rgb(cr.get(), style.mark_r / 255.0, style.mark_g / 255.0, style.mark_b / 255.0);
   cairo_set_line_width(cr.get(), 1.5);
   cairo_rectangle(cr.get(), gap, top, image.size.width, image.size.height);
   cairo_clip(cr.get());
-  for (std::uint32_t index : spec.marked) {
+  for (std::uint32_t index : style.marked) {
     const double x = gap + index % image.size.width + 0.5, y = top + index / image.size.width + 0.5;
     cairo_new_sub_path(cr.get());
     cairo_arc(cr.get(), x, y, radius, 0, 2 * 3.14159265358979);

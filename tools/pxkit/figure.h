@@ -13,7 +13,7 @@ namespace pxcli {
 
 enum class BarColours { kTurbo, kGrey };
 
-struct FigureSpec {
+struct FigureStyle {
   std::string title;
   BarColours bar = BarColours::kTurbo;
   std::string low_label, high_label;  // written at the bottom and top of the bar, e.g. "0 m", "7.50 m"
@@ -32,7 +32,7 @@ struct FigureLayout {
 };
 
 // The figure: title band, the image unscaled, the bar at the right.
-RgbImage render_figure(const RgbImage& image, const FigureSpec& spec, FigureLayout* layout = nullptr);
+RgbImage render_figure(const RgbImage& image, const FigureStyle& style, FigureLayout* layout = nullptr);
 
 // Figures side by side in rows of `columns`, on one white page.
 RgbImage tile_figures(const std::vector<RgbImage>& figures, int columns);
