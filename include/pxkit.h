@@ -323,9 +323,10 @@ PXKIT_API void deinit_sparse_scharr_s1_ctx(void* ctx);
  * e.g. -1) of the 8-bit image `src` (src_width x src_height, rows unpadded) at
  * the source positions (x0 + k dx, y0 + k dy), k = 0 .. count - 1. Outputs
  * whose 4 x 4 neighbourhood leaves the usable area are 0 (the first usable
- * output after the line enters is also 0). Each sum is truncated and its low
- * 8 bits stored: values of 256 or more wrap, negative, NaN or infinite sums
- * give 0. When dx or dy is 0 the constant coordinate is only tested against
+ * output after the line enters is also 0; so is a position that float
+ * rounding puts on the border, which would read outside the image). Each sum
+ * is truncated and its low 8 bits stored: values of 256 or more wrap;
+ * negative, NaN or infinite sums give 0. When dx or dy is 0 the constant coordinate is only tested against
  * [0, size): rows (columns) one before to two after it are read as they fall,
  * so the caller must provide that memory. Never writes outside dst[0, count):
  * a line that lies wholly outside is all zeros; a NaN position gives zeros.

@@ -43,6 +43,28 @@ inline bool inside_image(float p, std::uint32_t size) {
   return p >= 0.0f && p < static_cast<float>(size);  // false for NaN
 }
 
+// Whether output k's position, rounded as the kernels compute it, keeps its
+// 4 x 4 neighbourhood inside the image along every moving axis.
+inline bool usable_output(std::uint32_t width, std::uint32_t height, float x0, float y0,
+                          float dx, float dy, std::int32_t k) {
+  const float kf = static_cast<float>(k);
+  const float x = std::fma(kf, dx, x0);
+  const float y = std::fma(kf, dy, y0);
+  const bool x_ok = dx == 0.0f || (x >= 1.0f && x < static_cast<float>(std::int64_t{width} - 2));
+  const bool y_ok = dy == 0.0f || (y >= 1.0f && y < static_cast<float>(std::int64_t{height} - 2));
+  return x_ok && y_ok;
+}
+
+// The bounds come from a rounded reciprocal, and a tiny step can round a
+// position near the border onto the border itself (x0 + k dx == width - 2), so
+// the outputs at either end of the range are checked as computed. Positions are
+// monotonic in k, so the unusable ones form a prefix and a suffix of the range.
+inline void trim_to_usable(BicubicRange* r, std::uint32_t width, std::uint32_t height, float x0,
+                           float y0, float dx, float dy) {
+  while (r->first < r->end && !usable_output(width, height, x0, y0, dx, dy, r->first)) ++r->first;
+  while (r->end > r->first && !usable_output(width, height, x0, y0, dx, dy, r->end - 1)) --r->end;
+}
+
 inline BicubicRange bicubic_range(std::uint32_t width, std::uint32_t height, std::int32_t count,
                                   float x0, float y0, float dx, float dy) {
   BicubicRange r;
@@ -70,6 +92,7 @@ inline BicubicRange bicubic_range(std::uint32_t width, std::uint32_t height, std
   r.first = first_from(lo, count);
   r.end = end_from(hi, count);
   if (r.end < r.first) r.end = r.first;
+  trim_to_usable(&r, width, height, x0, y0, dx, dy);
   return r;
 }
 

@@ -4,6 +4,7 @@
 // target against the scalar reference on random images and lines.
 #include <pxkit.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -119,6 +120,50 @@ TEST(BicubicScanline, RangeFollowsTheReciprocalAndThePlusOne) {
   r = bicubic_range(10, 10, 100, 0.0f, 0.0f, 0.5f, 0.25f);  // y limits: lo 4, hi 32
   EXPECT_EQ(r.first, 5);
   EXPECT_EQ(r.end, 16);
+}
+
+// Tiny steps near the right border: the bounds say the line stays usable up to
+// output 46, but from output 24 on x0 + k dx rounds to 8.0 (= width - 2), whose
+// neighbourhood reaches column 10. On the last usable row that is past the end
+// of the image, which ends at a page boundary here. Such outputs are 0; the
+// others are the plain bicubic values. Same for y, and for a line moving left.
+TEST(BicubicScanline, PositionsRoundedOntoTheBorderAreZeroAndReadNothingOutside) {
+  constexpr std::uint32_t w = 10, h = 10;
+  pxtest::PageEndBuffer image(w * h);
+  const auto ramp = ramp_image(w, h);
+  std::copy(ramp.begin(), ramp.end(), image.as<std::uint8_t>());
+  const std::uint8_t* src = image.as<std::uint8_t>();
+  const float below8 = std::nextafter(8.0f, 0.0f), above8 = 8.0f + 9.5367432e-7f;
+  const Line lines[] = {
+      {below8, 7.0f, 1e-8f, 1e-9f, 64},   // x rounds up onto the border at the end
+      {7.0f, below8, 1e-9f, 1e-8f, 64},   // y likewise: row 10 would be read
+      {above8, 7.0f, -3e-8f, 1e-9f, 64},  // moving left: the first outputs sit on it
+  };
+  std::vector<std::int64_t> targets = pxtest::vector_targets();
+  targets.insert(targets.begin(), 0);  // the scalar reference
+  for (std::int64_t target : targets) {
+    SCOPED_TRACE(pxtest::target_label(target));
+    pxtest::ScopedTarget scoped(target);
+    for (const Line& l : lines) {
+      SCOPED_TRACE(testing::Message() << "line " << l.x0 << "," << l.y0 << " step " << l.dx
+                                      << "," << l.dy);
+      const auto out = sample(src, w, h, l);
+      int usable = 0;
+      for (std::int32_t k = 0; k < l.count; ++k) {
+        const float x = std::fma(static_cast<float>(k), l.dx, l.x0);
+        const float y = std::fma(static_cast<float>(k), l.dy, l.y0);
+        if (x >= 1.0f && x < 8.0f && y >= 1.0f && y < 8.0f) {
+          EXPECT_EQ(out[k], pxkit::scale::bicubic_output(src, w, -1.0f, l.x0, l.y0, l.dx, l.dy, k))
+              << "output " << k;
+          ++usable;
+        } else {
+          EXPECT_EQ(out[k], 0) << "output " << k << " at " << x << "," << y;
+        }
+      }
+      EXPECT_GT(usable, 0);
+      EXPECT_LT(usable, l.count);
+    }
+  }
 }
 
 // Random images and lines (rotations, shears, reversed steps) through the call
