@@ -12,9 +12,6 @@
 
 namespace pxkit::convert {
 
-inline constexpr float kTwo31 = 2147483648.0f;  // 2^31
-inline constexpr float kTwo32 = 4294967296.0f;  // 2^32
-
 // (int32)1 << (mantissa_bits mod 32) as f32: 31 reaches the sign bit and gives
 // -2^31, 32 wraps to 1. The shift is done unsigned and then reinterpreted
 // (modular since C++20), so no shift or conversion is undefined.
@@ -30,13 +27,6 @@ float fixed_to_float(T in, float r) {
   return static_cast<float>(in) * r;
 }
 
-// Truncation toward zero to uint32; negatives and NaN -> 0, 2^32 and above -> 2^32 - 1.
-inline std::uint32_t to_u32_saturated(float p) {
-  if (!(p > 0.0f)) return 0;
-  if (p >= kTwo32) return std::numeric_limits<std::uint32_t>::max();
-  return static_cast<std::uint32_t>(p);  // 0 < p < 2^32
-}
-
 // p = in x factor truncated to T. 8- and 16-bit elements, signed or unsigned,
 // keep the low bits of the saturated int32 (200.0 -> int8 -56, -1.0 -> uint16
 // 0xFFFF); the int32 -> narrow conversion is modular.
@@ -44,7 +34,7 @@ template <class T>
 T float_to_fixed(float in, float factor) {
   const float p = in * factor;
   if constexpr (std::is_same_v<T, std::uint32_t>) {
-    return to_u32_saturated(p);
+    return trunc_saturate_u32(p);
   } else {
     return static_cast<T>(trunc_saturate_i32(p));
   }

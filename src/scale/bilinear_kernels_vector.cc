@@ -15,6 +15,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "common/numeric-inl.h"
 #include "scale/bilinear_kernels.h"
 #include "scale/bilinear_rows.h"
 #include "simd/dispatch.h"
@@ -43,43 +44,15 @@ using DF = hn::RebindToFloat<DU>;
 using D16 = hn::Rebind<std::uint16_t, DU>;  // one u16 per 32-bit lane
 using VU = hn::Vec<DU>;
 using VF = hn::Vec<DF>;
+using pxkit::HWY_NAMESPACE::TruncInRange;
+using pxkit::HWY_NAMESPACE::TruncSaturateU32;
 
-// f32 -> i32 truncation for lanes already known to lie in [0, 2^31). Highway's
-// ConvertTo also repairs out-of-range lanes on x86, which costs several
-// instructions per vector that these lanes never need.
-HWY_INLINE hn::Vec<DI> TruncInRange(VF v) {
-#if HWY_TARGET == HWY_AVX3
-  return hn::Vec<DI>{_mm512_cvttps_epi32(v.raw)};
-#elif HWY_TARGET == HWY_AVX2
-  return hn::Vec<DI>{_mm256_cvttps_epi32(v.raw)};
-#else
-  return hn::ConvertTo(DI(), v);
-#endif
-}
-
-// trunc_u32 per lane. ConvertTo alone differs between targets for NaN and
-// out-of-range values, so it only sees [0, 2^31): the upper half of the range
-// is converted as p - 2^31 (exact there) with the top bit set back; 2^32 and
-// above saturate, and lanes that are not > 0 (negatives, NaN) become 0.
-HWY_INLINE VU TruncU32(VF p) {
-  const DF df;
-  const DU du;
-  const VF two31 = hn::Set(df, 2147483648.0f);
-  const auto high = hn::Ge(p, two31);
-  const VF low = hn::IfThenElse(high, hn::Sub(p, two31), p);
-  const VF clamped = hn::Min(hn::Max(low, hn::Zero(df)), hn::Set(df, 2147483520.0f));
-  VU u = hn::BitCast(du, TruncInRange(clamped));  // NaN lanes are zeroed below
-  u = hn::IfThenElse(hn::RebindMask(du, high), hn::Or(u, hn::Set(du, 0x80000000u)), u);
-  u = hn::IfThenElse(hn::RebindMask(du, hn::Ge(p, hn::Set(df, kTwo32))), hn::Set(du, 0xFFFFFFFFu), u);
-  return hn::IfThenElseZero(hn::RebindMask(du, hn::Gt(p, hn::Zero(df))), u);
-}
-
-// trunc_u32 for lanes known to be below 2^31 (and not NaN): the short path.
+// trunc_saturate_u32 for lanes known to be below 2^31 (and not NaN): the short path.
 HWY_INLINE VU TruncU32Small(VF p) {
-  return hn::BitCast(DU(), TruncInRange(hn::Max(p, hn::Zero(DF()))));
+  return hn::BitCast(DU(), TruncInRange(DF(), hn::Max(p, hn::Zero(DF()))));
 }
 // Whether every lane of every product is below 2^31 (false for any NaN), so
-// that TruncU32Small gives what TruncU32 gives.
+// that TruncU32Small gives what TruncSaturateU32 gives.
 template <class... V>
 HWY_INLINE bool AllSmall(VF p, V... more) {
   const DF df;
@@ -163,7 +136,7 @@ HWY_INLINE VU LerpU16(VU a, VU b, VU w0, VU w1) {
 HWY_INLINE VF LerpF32(VF a, VF b, VF w0, VF w1) {
   const VF pa = hn::Mul(a, w0), pb = hn::Mul(b, w1);
   const VU products = AllSmall(pa, pb) ? hn::Add(TruncU32Small(pa), TruncU32Small(pb))
-                                       : hn::Add(TruncU32(pa), TruncU32(pb));
+                                       : hn::Add(TruncSaturateU32(DF(), pa), TruncSaturateU32(DF(), pb));
   return SmallToFloat(hn::ShiftRight<11>(hn::Add(products, hn::Set(DU(), 1024u))));
 }
 
@@ -249,8 +222,8 @@ void Q4Row(const T* in, std::uint32_t* q4, const common_img_scale_ctx* c) {
         // trunc(a x 2048) >> 7 = trunc(a x 16) for a >= 0 (both 0 below).
         hn::StoreU(hn::ShiftRight<7>(hn::Add(TruncU32Small(pa), TruncU32Small(pb))), du, q4 + i);
       } else {
-        const VU mixed = hn::ShiftRight<7>(hn::Add(TruncU32(pa), TruncU32(pb)));
-        const VU copied = TruncU32(hn::Mul(a, hn::Set(DF(), 16.0f)));
+        const VU mixed = hn::ShiftRight<7>(hn::Add(TruncSaturateU32(DF(), pa), TruncSaturateU32(DF(), pb)));
+        const VU copied = TruncSaturateU32(DF(), hn::Mul(a, hn::Set(DF(), 16.0f)));
         hn::StoreU(hn::IfThenElse(hn::Eq(col.w1, hn::Zero(du)), copied, mixed), du, q4 + i);
       }
     }

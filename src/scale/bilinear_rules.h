@@ -6,19 +6,11 @@
 #include <cstdint>
 #include <limits>
 
+#include "common/numeric.h"
 #include "scale/bilinear_tables.h"
 
 namespace pxkit::scale {
 
-inline constexpr float kTwo32 = 4294967296.0f;
-
-// f32 -> u32 by truncation toward zero; negatives and NaN give 0, 2^32 and
-// above give 2^32 - 1 (products of the f32 rule are converted this way).
-inline std::uint32_t trunc_u32(float p) {
-  if (!(p > 0.0f)) return 0;
-  if (p >= kTwo32) return std::numeric_limits<std::uint32_t>::max();
-  return static_cast<std::uint32_t>(p);  // 0 < p < 2^32
-}
 
 // One-direction interpolation of a (at the index) and b (index + 1), w1 != 0.
 inline std::uint16_t lerp_u16(std::uint16_t a, std::uint16_t b, weight_pair w) {
@@ -28,8 +20,9 @@ inline std::uint16_t lerp_u16(std::uint16_t a, std::uint16_t b, weight_pair w) {
 // Products truncated to u32 (fractions and negatives are lost), summed in
 // wrapping 32-bit arithmetic, rounded and converted back.
 inline float lerp_f32(float a, float b, weight_pair w) {
-  const std::uint32_t sum = trunc_u32(a * static_cast<float>(w.w0)) +
-                            trunc_u32(b * static_cast<float>(w.w1)) + 1024u;
+  // Products go through trunc_saturate_u32: negatives and NaN give 0.
+  const std::uint32_t sum = trunc_saturate_u32(a * static_cast<float>(w.w0)) +
+                            trunc_saturate_u32(b * static_cast<float>(w.w1)) + 1024u;
   return static_cast<float>(sum >> kWeightBits);
 }
 
@@ -45,8 +38,8 @@ inline std::uint32_t horizontal_q4(std::uint16_t a, std::uint16_t b, weight_pair
   return (std::uint32_t{a} * w.w0 + std::uint32_t{b} * w.w1) >> 7;
 }
 inline std::uint32_t horizontal_q4(float a, float b, weight_pair w) {
-  if (w.w1 == 0) return trunc_u32(a * 16.0f);
-  return (trunc_u32(a * static_cast<float>(w.w0)) + trunc_u32(b * static_cast<float>(w.w1))) >> 7;
+  if (w.w1 == 0) return trunc_saturate_u32(a * 16.0f);
+  return (trunc_saturate_u32(a * static_cast<float>(w.w0)) + trunc_saturate_u32(b * static_cast<float>(w.w1))) >> 7;
 }
 
 // Second pass: a row with weights (2048, 0) floors the Q4 value of its upper

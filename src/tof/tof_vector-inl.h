@@ -13,6 +13,7 @@
 
 #include <hwy/highway.h>
 
+#include "common/numeric-inl.h"
 #include "tof/amplitude_shift.h"
 #include "tof/atan_pairs.h"
 #include "tof/atan_table.h"
@@ -22,25 +23,6 @@ HWY_BEFORE_NAMESPACE();
 namespace pxkit {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
-
-// Truncation of f32 lanes known to lie in (-2^31, 2^31). Highway's ConvertTo
-// adds a fix-up for out-of-range lanes on x86 (three to four more operations
-// per vector) that such lanes never need.
-#if HWY_TARGET == HWY_AVX3
-HWY_INLINE __m512i TruncRaw(__m512 v) { return _mm512_cvttps_epi32(v); }
-#endif
-#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX2
-HWY_INLINE __m256i TruncRaw(__m256 v) { return _mm256_cvttps_epi32(v); }
-HWY_INLINE __m128i TruncRaw(__m128 v) { return _mm_cvttps_epi32(v); }
-#endif
-template <class DF>
-HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> TruncInRange(DF /*df*/, hn::Vec<DF> v) {
-#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX2
-  return hn::Vec<hn::RebindToSigned<DF>>{TruncRaw(v.raw)};
-#else
-  return hn::ConvertTo(hn::RebindToSigned<DF>(), v);  // no fix-up on other targets
-#endif
-}
 
 // f = q - i/16 for 0 <= q < 128 and i = trunc(16 q): exact, so bit for bit the
 // scalar form's fma((float)-i, 1/16, q). AVX-512 has it in one instruction
