@@ -36,14 +36,15 @@ void DecodeRun(const DualRun<Amp>& r, std::size_t n, const DualParams& p) {
   const auto inv_two_pi = hn::Set(df, kInvTwoPi);
   const auto o0 = hn::Set(df, p.o0);
   const auto o1 = hn::Set(df, p.o1);
+  const float* pairs = atan_pairs();
   std::size_t i = 0;
   for (; i + lanes <= n; i += lanes) {
     const auto x0 = hn::ConvertTo(df, hn::Sub(DualTerm<L>(di, r.planes[0], i), DualTerm<L>(di, r.planes[2], i)));
     const auto y0 = hn::ConvertTo(df, hn::Sub(DualTerm<L>(di, r.planes[1], i), DualTerm<L>(di, r.planes[3], i)));
     const auto x1 = hn::ConvertTo(df, hn::Sub(DualTerm<L>(di, r.planes[4], i), DualTerm<L>(di, r.planes[6], i)));
     const auto y1 = hn::ConvertTo(df, hn::Sub(DualTerm<L>(di, r.planes[5], i), DualTerm<L>(di, r.planes[7], i)));
-    const auto phi0 = WrapFraction(df, hn::MulAdd(FastAtan2(df, y0, x0), inv_two_pi, o0));
-    const auto phi1 = WrapFraction(df, hn::MulAdd(FastAtan2(df, y1, x1), inv_two_pi, o1));
+    const auto phi0 = WrapFraction(df, hn::MulAdd(FastAtan2(df, y0, x0, pairs), inv_two_pi, o0));
+    const auto phi1 = WrapFraction(df, hn::MulAdd(FastAtan2(df, y1, x1, pairs), inv_two_pi, o1));
     hn::StoreU(DualUnwrap(df, phi0, phi1, p.m0, p.m1), df, r.depth + i);
     if constexpr (kAmplitude) StoreAmplitude<S>(di, Amplitude(df, x1, y1), p.shift, r.amplitude + i);
   }

@@ -39,8 +39,8 @@ HWY_INLINE hn::Vec<DF> SegmentOffset(DF df, hn::Vec<DF> q, hn::Vec<hn::RebindToS
 }
 
 // t = table[i] and s = slope[i] per lane. With `pairs` (atan_pairs()), AVX-512
-// fetches each (t, s) pair with one 64-bit gather, two gathers of 8 lanes
-// instead of two of 16, and splits the pairs with two permutes.
+// and AVX2 fetch each (t, s) pair with one 64-bit gather, two gathers of half
+// the lanes instead of two of all lanes, and split the pairs again.
 template <class DF>
 HWY_INLINE void GatherSegment(DF df, hn::Vec<hn::RebindToSigned<DF>> i, const float* pairs,
                               hn::Vec<DF>& t, hn::Vec<DF>& s) {
@@ -57,6 +57,24 @@ HWY_INLINE void GatherSegment(DF df, hn::Vec<hn::RebindToSigned<DF>> i, const fl
           _mm512_set_epi32(31, 29, 27, 25, 23, 21, 19, 17, 15, 13, 11, 9, 7, 5, 3, 1);
       t = hn::Vec<DF>{_mm512_permutex2var_ps(lo, even, hi)};
       s = hn::Vec<DF>{_mm512_permutex2var_ps(lo, odd, hi)};
+      return;
+    }
+  }
+#endif
+#if HWY_TARGET == HWY_AVX2
+  // Two 4-lane 64-bit gathers cost less than two 8-lane 32-bit ones (on AMD
+  // Zen 3 about half); the pairs are split with a shuffle and a permute each.
+  if constexpr (sizeof(i.raw) == 32) {
+    if (pairs != nullptr) {
+      const auto* p = reinterpret_cast<const double*>(pairs);
+      const __m256 lo = _mm256_castpd_ps(_mm256_i32gather_pd(p, _mm256_castsi256_si128(i.raw), 8));
+      const __m256 hi =
+          _mm256_castpd_ps(_mm256_i32gather_pd(p, _mm256_extracti128_si256(i.raw, 1), 8));
+      // Per 128-bit half: entries (slopes) of lanes 0, 1, 4, 5 | 2, 3, 6, 7.
+      const __m256 even = _mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(2, 0, 2, 0));
+      const __m256 odd = _mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1));
+      t = hn::Vec<DF>{_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(even), 0xD8))};
+      s = hn::Vec<DF>{_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(odd), 0xD8))};
       return;
     }
   }
