@@ -1,105 +1,250 @@
-// itof_dual_dec_float through the public API: refusals, stripe splits, the
-// unwrapping rules on exact phases, physically generated frames, the serial
-// path and allocation-free frames.
+// Dual-frequency ToF through the public API: the packed option record and its
+// report, the amplitude shift rule, refusals, stripe splits, the unwrapping
+// rules on exact phases, physically generated frames, the serial path and
+// allocation-free frames.
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
-#include "support/test_support.h"
+#include "common/memory.h"
 #include "tof/dual_context.h"
-#include "tof/dual_test_util.h"
+#include "tof/tof_test_util.h"
 
 namespace {
 
-using dualtest::CallArgs;
-using dualtest::decode;
-using dualtest::Frame;
-using dualtest::make_option;
-using dualtest::Output;
+using toftest::all_targets;
+using toftest::CallArgs;
+using toftest::decode;
+using toftest::DualContext;
+using toftest::Frame;
+using toftest::Output;
+using toftest::setup_on;
+using toftest::setup_without_pool;
+constexpr auto make = &toftest::make_dual_option;
 
-// Contexts on the scalar reference and on each vector target of this CPU.
-std::vector<std::int64_t> all_targets() {
-  std::vector<std::int64_t> targets{0};
-  for (std::int64_t t : pxtest::vector_targets()) targets.push_back(t);
-  return targets;
-}
+// ---- the option record ----------------------------------------------------------
 
-dualtest::Context setup_on(std::int64_t target, const tof_dual_option& o) {
-  pxtest::ScopedTarget only(target);
-  return dualtest::setup(o);
-}
-
-// ---- refusals -----------------------------------------------------------------
-
-struct Refusal {
-  const char* what;
-  bool depth_float, want_distance_0, want_distance_1, give_distance_0, give_distance_1;
-  std::int32_t status;
-  const char* message;
+// The 12 bytes of an option as a 96-bit little-endian number: bit n of the
+// packed word is bit n here, m1 occupies bits 64-95.
+struct Bits {
+  std::uint64_t word;
+  std::uint32_t m1;
 };
+Bits bits_of(const tof_dual_option& o) {
+  unsigned char bytes[12];
+  std::memcpy(bytes, &o, sizeof bytes);
+  Bits b{};
+  for (int i = 7; i >= 0; --i) b.word = b.word << 8 | bytes[i];
+  for (int i = 11; i >= 8; --i) b.m1 = b.m1 << 8 | bytes[i];
+  return b;
+}
 
+TEST(DualOption, EveryFieldSitsAtItsBits) {
+  static_assert(sizeof(tof_dual_option) == 12);
+  struct Field {
+    const char* name;
+    void (*set_all_ones)(tof_dual_option&);
+    Bits expected;
+  };
+  const Field fields[] = {
+      {"enable_substract_interleave", [](tof_dual_option& o) { o.enable_substract_interleave = 1; }, {1ull << 0, 0}},
+      {"enable_substract_channel", [](tof_dual_option& o) { o.enable_substract_channel = 1; }, {1ull << 1, 0}},
+      {"depth_out_use_float", [](tof_dual_option& o) { o.depth_out_use_float = 1; }, {1ull << 2, 0}},
+      {"amplitude_out_use_16bit", [](tof_dual_option& o) { o.amplitude_out_use_16bit = 1; }, {1ull << 3, 0}},
+      {"output_distance_0", [](tof_dual_option& o) { o.output_distance_0 = 1; }, {1ull << 4, 0}},
+      {"output_distance_1", [](tof_dual_option& o) { o.output_distance_1 = 1; }, {1ull << 5, 0}},
+      {"right_shift_bits", [](tof_dual_option& o) { o.right_shift_bits = 15; }, {0xFull << 8, 0}},
+      {"mantissa_bits", [](tof_dual_option& o) { o.mantissa_bits = 15; }, {0xFull << 12, 0}},
+      {"cut_higher_amplitude_bits", [](tof_dual_option& o) { o.cut_higher_amplitude_bits = 15; }, {0xFull << 16, 0}},
+      {"m0", [](tof_dual_option& o) { o.m0 = -1; }, {0xFFFFFFFFull << 32, 0}},
+      {"m1", [](tof_dual_option& o) { o.m1 = -1; }, {0, 0xFFFFFFFFu}},
+  };
+  for (const Field& f : fields) {
+    tof_dual_option o;
+    std::memset(&o, 0, sizeof o);
+    f.set_all_ones(o);
+    const Bits got = bits_of(o);
+    EXPECT_EQ(got.word, f.expected.word) << f.name;
+    EXPECT_EQ(got.m1, f.expected.m1) << f.name;
+  }
+}
+
+// An option built from its packed word, as a caller of another language would:
+// interleave, float depth, u16 amplitude, distance 0; reserved bits 6-7 and
+// 20-31 set (ignored); R = 5, mantissa 10, C = 3; m0 = 7; m1 = 5.
+TEST(DualSetup, ReportsTheOptionFromThePackedWord) {
+  const std::uint64_t word = 0x1Dull | 0xC0ull | 0x5ull << 8 | 0xAull << 12 | 0x3ull << 16 |
+                             0xFFFull << 20 | std::uint64_t{7} << 32;
+  const std::uint32_t m1 = 5;
+  tof_dual_option o;
+  std::memcpy(&o, &word, 8);  // little-endian, as bits_of reads it back
+  std::memcpy(reinterpret_cast<unsigned char*>(&o) + 8, &m1, 4);
+  ASSERT_EQ(bits_of(o).word, word);
+  tof_dual_context* ctx = nullptr;
+  const std::string out = pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(&o); });
+  ASSERT_NE(ctx, nullptr);
+  EXPECT_EQ(out,
+            "setup tof_dual option:\n"
+            "\t\tenable substract interleave: 1\n"
+            "\t\tenable substract channel: 0\n"
+            "\t\tdepth_out_use_float: 1\n"
+            "\t\tamplitude_out_use_16bit: 1\n"
+            "\t\toutput_distance_0: 1\n"
+            "\t\toutput_distance_1: 0\n"
+            "\t\tright shift bits: 5\n"
+            "\t\tmantissa_bits: 10\n"
+            "\t\tcut_higher_amplitude_bits: 3\n"
+            "\t\tm0: 7\n"
+            "\t\tm1: 5\n"
+            "\t\tright shift 1\n");
+  EXPECT_EQ(ctx->option.m0, 7);
+  EXPECT_EQ(ctx->option.m1, 5);
+  destroy_tof_dual_context(ctx);
+}
+
+// The shift line and its effect on a stored amplitude of 300 (x1 = 300, y1 = 0)
+// before the store keeps its low bits.
+TEST(DualSetup, AmplitudeShiftRule) {
+  const struct {
+    unsigned right, cut;
+    const char* line;
+    std::uint32_t shifted;
+  } cases[] = {
+      {0, 0, "\t\tno shift\n", 300},       {0, 4, "\t\tleft shift 4\n", 300u << 4},
+      {1, 4, "\t\tno shift\n", 300},       {7, 1, "\t\tright shift 3\n", 300u >> 3},
+      {3, 6, "\t\tleft shift 2\n", 300u << 2}, {15, 0, "\t\tright shift 4\n", 300u >> 4},
+      {1, 15, "\t\tleft shift 11\n", 300u << 11}, {0, 15, "\t\tleft shift 15\n", 300u << 15},
+      {2, 3, "\t\tright shift 1\n", 300u >> 1},
+  };
+  const Frame frame = toftest::uniform_frame(9, 2, false, 5, 7, 300, 0);
+  for (const auto& c : cases) {
+    for (bool u16 : {false, true}) {
+      SCOPED_TRACE(testing::Message() << c.right << "," << c.cut << " u16 " << u16);
+      const tof_dual_option o = make(false, u16, c.right, c.cut, 3, 2);
+      tof_dual_context* made = nullptr;
+      const std::string out = pxtest::capture_stdout([&] { made = setup_tof_dual_context(&o); });
+      const DualContext ctx(made);
+      ASSERT_NE(ctx, nullptr);
+      EXPECT_EQ(out.substr(out.rfind("\t\tm1: 2\n") + 8), c.line);
+      CallArgs args;
+      args.amplitude_u16 = u16;
+      const Output r = decode(ctx.get(), frame, args);
+      ASSERT_EQ(r.status, 0);
+      if (u16) {
+        EXPECT_EQ(r.amplitude16, std::vector<std::uint16_t>(frame.pixels(), c.shifted & 0xFFFF));
+      } else {
+        EXPECT_EQ(r.amplitude8, std::vector<std::uint8_t>(frame.pixels(), c.shifted & 0xFF));
+      }
+    }
+  }
+}
+
+// A null option, and a negative m0 or m1 (loop counts of the unwrapping
+// search), are refused before anything is made or printed.
+TEST(DualSetup, NullOptionNegativeMultiplesAndNoMemory) {
+  tof_dual_context* ctx = nullptr;
+  EXPECT_EQ(pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(nullptr); }),
+            "error: invalid params\n");
+  EXPECT_EQ(ctx, nullptr);
+  const std::int32_t multiples[][2] = {{-1, 2}, {3, -1}, {INT32_MIN, INT32_MIN}};
+  for (const auto& m : multiples) {
+    const tof_dual_option bad = make(true, false, 0, 0, m[0], m[1]);
+    const std::uint64_t allocations = pxtest::library_allocations();
+    EXPECT_EQ(pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(&bad); }),
+              "error: invalid params\n");
+    EXPECT_EQ(ctx, nullptr) << m[0] << ", " << m[1];
+    EXPECT_EQ(pxtest::library_allocations(), allocations);
+  }
+
+  const tof_dual_option o = make(false, false, 0, 0, 3, 2);
+  const std::uint64_t before = pxtest::library_allocations();
+  pxkit::mem::fail_allocation_after(0);
+  const std::string out = pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(&o); });
+  pxkit::mem::fail_allocation_after(-1);
+  EXPECT_EQ(out, "error: no memory\n");
+  EXPECT_EQ(ctx, nullptr);
+  EXPECT_EQ(pxtest::library_allocations(), before);
+  destroy_tof_dual_context(nullptr);  // ignored
+}
+
+// A pool that cannot be made is not a setup failure: the context comes back
+// without one (and decodes on the caller's thread).
+TEST(DualSetup, PoolFailureKeepsTheContext) {
+  const tof_dual_option o = make(false, false, 0, 0, 3, 2);
+  for (int fail_after : {1, 2}) {  // the pool itself, then its first queue
+    tof_dual_context* ctx = nullptr;
+    pxkit::mem::fail_allocation_after(fail_after);
+    const std::string out = pxtest::capture_stdout([&] { ctx = setup_tof_dual_context(&o); });
+    pxkit::mem::fail_allocation_after(-1);
+    ASSERT_NE(ctx, nullptr) << out;
+    EXPECT_EQ(ctx->thread_pool, nullptr);
+    EXPECT_EQ(out.rfind("fatal: no memory\nsetup tof_dual option:\n", 0), 0u) << out;
+    destroy_tof_dual_context(ctx);
+  }
+}
+
+// ---- refusals -------------------------------------------------------------------
+
+// Each refusal prints one line and returns its code before anything is written
+// or queued: the depth flag clear, a requested distance plane missing
+// (distance 0 first), then no context, a null input plane or a null depth.
 TEST(DualDecode, RefusalsWriteAndQueueNothing) {
-  const Refusal cases[] = {
+  const Frame frame = toftest::random_frame(13, 8, false, 0, 65535);
+  const std::size_t n = frame.pixels();
+  // `missing`: 0-7 an input plane, 8 the depth, 9 the context, -1 none.
+  const auto check = [&](const tof_dual_option& o, int missing, bool give_d0, bool give_d1,
+                         std::int32_t status, const char* message) {
+    DualContext ctx = toftest::quiet_setup(o);
+    ASSERT_NE(ctx, nullptr);  // setup itself accepts every option
+    std::vector<float> depth(n, toftest::kDepthSentinel), d0(n, 5.0f), d1(n, 6.0f);
+    std::vector<std::uint16_t> amplitude(n, toftest::kAmplitudeSentinel);
+    const std::uint16_t* p[8];
+    for (int i = 0; i < 8; ++i) p[i] = i == missing ? nullptr : frame.planes[i].data();
+    std::int32_t result = 0;
+    EXPECT_EQ(pxtest::capture_stdout([&] {
+                result = itof_dual_dec_float(missing == 9 ? nullptr : ctx.get(), 13, 8, p[0], p[1],
+                                             p[2], p[3], p[4], p[5], p[6], p[7], nullptr,
+                                             missing == 8 ? nullptr : depth.data(),
+                                             give_d0 ? d0.data() : nullptr,
+                                             give_d1 ? d1.data() : nullptr, amplitude.data(), 13,
+                                             0.15915494f, 0, 0);
+              }),
+              message);
+    EXPECT_EQ(result, status);
+    ctx.reset();  // joins the workers: a stripe queued by mistake has run by now
+    EXPECT_EQ(depth, std::vector<float>(n, toftest::kDepthSentinel));
+    EXPECT_EQ(amplitude, std::vector<std::uint16_t>(n, toftest::kAmplitudeSentinel));
+    EXPECT_EQ(d0, std::vector<float>(n, 5.0f));
+    EXPECT_EQ(d1, std::vector<float>(n, 6.0f));
+  };
+  const struct {
+    const char* what;
+    bool depth_float, want_d0, want_d1, give_d0, give_d1;
+    std::int32_t status;
+    const char* message;
+  } options[] = {
       {"depth flag clear", false, false, false, true, true, -1,
        "error: should set 'distance_out_use_float' in option when setup_tof_context\n"},
       {"distance_0 missing", true, true, false, false, true, -2, "error: null p_distance_0\n"},
       {"distance_1 missing", true, false, true, true, false, -3, "error: null p_distance_1\n"},
       {"both missing", true, true, true, false, false, -2, "error: null p_distance_0\n"},
   };
-  const Frame frame = dualtest::random_frame(13, 8, false, 0, 65535);
-  for (const Refusal& c : cases) {
-    tof_dual_option o = make_option(false, true, 0, 0, 3, 2);
+  for (const auto& c : options) {
+    SCOPED_TRACE(c.what);
+    tof_dual_option o = make(false, true, 0, 0, 3, 2);
     o.depth_out_use_float = c.depth_float;
-    o.output_distance_0 = c.want_distance_0;
-    o.output_distance_1 = c.want_distance_1;
-    dualtest::Context ctx = dualtest::setup(o);
-    ASSERT_NE(ctx, nullptr) << c.what;  // setup itself accepts every option
-    std::vector<float> d0(frame.pixels(), 5.0f), d1(frame.pixels(), 6.0f);
-    CallArgs args;
-    args.amplitude_u16 = true;
-    args.distance_0 = c.give_distance_0 ? d0.data() : nullptr;
-    args.distance_1 = c.give_distance_1 ? d1.data() : nullptr;
-    Output r;
-    EXPECT_EQ(pxtest::capture_stdout([&] { r = decode(ctx.get(), frame, args); }), c.message)
-        << c.what;
-    EXPECT_EQ(r.status, c.status) << c.what;
-    // Destroying joins the workers, so a stripe queued by mistake has run by now.
-    ctx.reset();
-    for (float v : r.depth) ASSERT_EQ(v, dualtest::kDepthSentinel) << c.what;
-    for (std::uint16_t v : r.amplitude16) ASSERT_EQ(v, dualtest::kAmplitudeSentinel) << c.what;
-    for (float v : d0) ASSERT_EQ(v, 5.0f) << c.what;
-    for (float v : d1) ASSERT_EQ(v, 6.0f) << c.what;
+    o.output_distance_0 = c.want_d0;
+    o.output_distance_1 = c.want_d1;
+    check(o, -1, c.give_d0, c.give_d1, c.status, c.message);
   }
-}
-
-TEST(DualDecode, NullContextOrPlanesAreInvalidParams) {
-  const Frame frame = dualtest::random_frame(5, 4, false, 0, 65535);
-  Output r;
-  EXPECT_EQ(pxtest::capture_stdout([&] { r = decode(nullptr, frame, CallArgs{}); }),
-            "error: invalid params\n");
-  EXPECT_EQ(r.status, -4);
-  for (float v : r.depth) ASSERT_EQ(v, dualtest::kDepthSentinel);
-
-  const dualtest::Context ctx = dualtest::setup(make_option(false, false, 0, 0, 3, 2));
-  const auto& p = frame.planes;
-  std::vector<float> depth(frame.pixels(), dualtest::kDepthSentinel);
-  for (int missing = 0; missing <= 8; ++missing) {  // 8: the depth plane
-    const std::uint16_t* planes[8];
-    for (int i = 0; i < 8; ++i) planes[i] = i == missing ? nullptr : p[i].data();
-    float* out = missing == 8 ? nullptr : depth.data();
-    std::int32_t status = 0;
-    EXPECT_EQ(pxtest::capture_stdout([&] {
-                status = itof_dual_dec_float(ctx.get(), 5, 4, planes[0], planes[1], planes[2],
-                                             planes[3], planes[4], planes[5], planes[6], planes[7],
-                                             nullptr, out, nullptr, nullptr, nullptr, 5,
-                                             0.15915494f, 0, 0);
-              }),
-              "error: invalid params\n");
-    EXPECT_EQ(status, -4) << missing;
+  for (int missing = 0; missing <= 9; ++missing) {
+    SCOPED_TRACE(testing::Message() << "null argument " << missing);
+    check(make(false, true, 0, 0, 3, 2), missing, false, false, -4, "error: invalid params\n");
   }
-  for (float v : depth) ASSERT_EQ(v, dualtest::kDepthSentinel);
   // An empty frame needs no planes.
+  const DualContext ctx = toftest::quiet_setup(make(false, false, 0, 0, 3, 2));
   EXPECT_EQ(itof_dual_dec_float(ctx.get(), 0, 4, nullptr, nullptr, nullptr, nullptr, nullptr,
                                 nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                 nullptr, 0, 1, 0, 0),
@@ -109,10 +254,10 @@ TEST(DualDecode, NullContextOrPlanesAreInvalidParams) {
 // Requested distance planes are kept but not written by the stripe kernels;
 // the channel plane is kept but never read (this one is not readable).
 TEST(DualDecode, DistanceAndChannelPlanesAreNotTouched) {
-  tof_dual_option o = make_option(false, false, 0, 0, 3, 2);
+  tof_dual_option o = make(false, false, 0, 0, 3, 2);
   o.output_distance_0 = o.output_distance_1 = o.enable_substract_channel = 1;
-  const dualtest::Context ctx = dualtest::setup(o);
-  const Frame f = dualtest::random_frame(11, 3, false, 0, 65535);
+  const DualContext ctx = toftest::quiet_setup(o);
+  const Frame f = toftest::random_frame(11, 3, false, 0, 65535);
   std::vector<float> d0(f.pixels(), 5.0f), d1(f.pixels(), 6.0f), depth(f.pixels(), -1.0f);
   const auto& p = f.planes;
   const auto* unreadable = reinterpret_cast<const void*>(std::uintptr_t{16});
@@ -121,24 +266,23 @@ TEST(DualDecode, DistanceAndChannelPlanesAreNotTouched) {
                                 unreadable, depth.data(), d0.data(), d1.data(), nullptr, 11,
                                 0.15915494f, 0, 0),
             0);
-  for (std::size_t i = 0; i < f.pixels(); ++i) {
-    EXPECT_EQ(d0[i], 5.0f);
-    EXPECT_EQ(d1[i], 6.0f);
-    EXPECT_GE(depth[i], 0.0f);
-  }
+  EXPECT_EQ(d0, std::vector<float>(f.pixels(), 5.0f));
+  EXPECT_EQ(d1, std::vector<float>(f.pixels(), 6.0f));
+  for (float d : depth) EXPECT_GE(d, 0.0f);
   EXPECT_EQ(ctx->stripes[0].channel_plane, unreadable);
 }
 
-// ---- stripe splits ------------------------------------------------------------
+// ---- stripe splits --------------------------------------------------------------
 
 // Row mode (amplitude rows padded) gives what run mode gives, row for row,
 // with the padding untouched, whatever remainder of rows stripe 3 takes.
 TEST(DualDecode, RowModeMatchesRunModeAndKeepsThePadding) {
   for (std::int64_t target : all_targets()) {
     for (bool interleave : {false, true}) {
-      const dualtest::Context ctx = setup_on(target, make_option(interleave, true, 0, 2, 3, 2));
+      const DualContext ctx = setup_on(target, make(interleave, true, 0, 2, 3, 2));
       for (std::uint32_t height : {1u, 3u, 4u, 7u, 10u}) {
-        const Frame f = dualtest::random_frame(19, height, interleave, 0, 65535);
+        SCOPED_TRACE(testing::Message() << pxtest::target_label(target) << " height " << height);
+        const Frame f = toftest::random_frame(19, height, interleave, 0, 65535);
         CallArgs args;
         args.amplitude_u16 = true;
         const Output run = decode(ctx.get(), f, args);
@@ -146,15 +290,11 @@ TEST(DualDecode, RowModeMatchesRunModeAndKeepsThePadding) {
         const Output rows = decode(ctx.get(), f, args);
         ASSERT_EQ(run.status, 0);
         ASSERT_EQ(rows.status, 0);
-        EXPECT_TRUE(dualtest::same_floats(run.depth, rows.depth)) << height;
+        EXPECT_TRUE(toftest::same_floats(run.depth, rows.depth));
         for (std::uint32_t y = 0; y < height; ++y) {
           for (std::uint32_t x = 0; x < 24; ++x) {
-            const std::uint16_t got = rows.amplitude16[y * 24 + x];
-            if (x < 19) {
-              ASSERT_EQ(got, run.amplitude16[y * 19 + x]) << height << " " << y << " " << x;
-            } else {
-              ASSERT_EQ(got, dualtest::kAmplitudeSentinel) << height << " " << y << " " << x;
-            }
+            const std::uint16_t want = x < 19 ? run.amplitude16[y * 19 + x] : toftest::kAmplitudeSentinel;
+            ASSERT_EQ(rows.amplitude16[y * 24 + x], want) << y << " " << x;
           }
         }
       }
@@ -167,12 +307,12 @@ TEST(DualDecode, RowModeMatchesRunModeAndKeepsThePadding) {
 // Outputs end at an inaccessible page, so a write past the frame faults.
 TEST(DualDecode, TinyRunModeFramesWriteOnlyTheFrame) {
   for (std::int64_t target : all_targets()) {
-    const dualtest::Context ctx = setup_on(target, make_option(true, false, 0, 0, 3, 2));
+    const DualContext ctx = setup_on(target, make(true, false, 0, 0, 3, 2));
     CallArgs padded;
     padded.pitch = 40;
-    ASSERT_EQ(decode(ctx.get(), dualtest::random_frame(33, 12, true, 0, 65535), padded).status, 0);
+    ASSERT_EQ(decode(ctx.get(), toftest::random_frame(33, 12, true, 0, 65535), padded).status, 0);
     for (std::uint32_t pixels : {0u, 1u, 2u, 3u}) {
-      const Frame f = dualtest::random_frame(pixels, 1, true, 0, 65535);
+      const Frame f = toftest::random_frame(pixels, 1, true, 0, 65535);
       pxtest::PageEndBuffer depth(pixels * sizeof(float)), amplitude(pixels);
       const auto& p = f.planes;
       ASSERT_EQ(itof_dual_dec_float(ctx.get(), pixels, 1, p[0].data(), p[1].data(), p[2].data(),
@@ -188,18 +328,16 @@ TEST(DualDecode, TinyRunModeFramesWriteOnlyTheFrame) {
   }
 }
 
-// ---- unwrapping on exact phases ----------------------------------------------
+// ---- unwrapping -----------------------------------------------------------------
 
 // With x > 0 and y = 0 at both frequencies the angles are 0, so each wrapped
 // phase is exactly its offset (offset + 3 - 3): the search sees chosen phases.
-struct UnwrapCase {
-  const char* what;
-  int m0, m1;
-  float phi0, phi1, depth;
-};
-
 TEST(DualDecode, UnwrapRulesOnExactPhases) {
-  const UnwrapCase cases[] = {
+  const struct {
+    const char* what;
+    int m0, m1;
+    float phi0, phi1, depth;
+  } cases[] = {
       {"m1 = 0 gives phi1", 3, 0, 0.5f, 0.25f, 0.25f},
       {"m0 = 0 tries no pair", 0, 3, 0.5f, 0.25f, 0.25f},
       {"zero phases match at once", 3, 2, 0.0f, 0.0f, 0.0f},
@@ -212,41 +350,34 @@ TEST(DualDecode, UnwrapRulesOnExactPhases) {
   };
   for (std::int64_t target : all_targets()) {
     for (bool interleave : {false, true}) {
-      const Frame f = dualtest::uniform_frame(21, 2, interleave, 1000, 0, 2000, 0);
-      for (const UnwrapCase& c : cases) {
-        const dualtest::Context ctx =
-            setup_on(target, make_option(interleave, false, 0, 0, c.m0, c.m1));
+      const Frame f = toftest::uniform_frame(21, 2, interleave, 1000, 0, 2000, 0);
+      for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.what << " on " << pxtest::target_label(target));
+        const DualContext ctx = setup_on(target, make(interleave, false, 0, 0, c.m0, c.m1));
         CallArgs args;
         args.offset_0 = c.phi0;
         args.offset_1 = c.phi1;
         const Output r = decode(ctx.get(), f, args);
         ASSERT_EQ(r.status, 0);
-        for (float d : r.depth)
-          ASSERT_EQ(d, c.depth) << c.what << " on " << pxtest::target_label(target);
+        EXPECT_EQ(r.depth, std::vector<float>(f.pixels(), c.depth));
       }
     }
   }
 }
 
-// ---- physically generated frames ---------------------------------------------
-
-struct Physical {
-  int m0, m1;
-};
-
 TEST(DualDecode, PhysicalFramesUnwrapToTheTrueDistance) {
   constexpr std::uint32_t kWidth = 37, kHeight = 11;
   constexpr double kA0 = 6000, kA1 = 9000;
-  for (const Physical& ph : {Physical{3, 2}, Physical{7, 5}, Physical{5, 3}}) {
-    std::vector<double> distance(kWidth * kHeight);
-    for (std::size_t i = 0; i < distance.size(); ++i)
-      distance[i] = (static_cast<double>(i) + 0.5) / static_cast<double>(distance.size());
+  std::vector<double> distance(kWidth * kHeight);
+  for (std::size_t i = 0; i < distance.size(); ++i)
+    distance[i] = (static_cast<double>(i) + 0.5) / static_cast<double>(distance.size());
+  for (const auto& [m0, m1] : {std::pair{3, 2}, {7, 5}, {5, 3}}) {
     for (bool interleave : {false, true}) {
-      const Frame f =
-          dualtest::physical_frame(kWidth, kHeight, interleave, ph.m0, ph.m1, distance, kA0, kA1);
+      const Frame f = toftest::physical_frame(kWidth, kHeight, interleave, m0, m1, distance, kA0, kA1);
       for (std::int64_t target : all_targets()) {
-        const dualtest::Context ctx =
-            setup_on(target, make_option(interleave, true, 0, 0, ph.m0, ph.m1));
+        SCOPED_TRACE(testing::Message() << "m0 " << m0 << " m1 " << m1 << " on "
+                                        << pxtest::target_label(target));
+        const DualContext ctx = setup_on(target, make(interleave, true, 0, 0, m0, m1));
         for (std::uint32_t pitch : {kWidth, kWidth + 3}) {
           CallArgs args;
           args.amplitude_u16 = true;
@@ -256,16 +387,13 @@ TEST(DualDecode, PhysicalFramesUnwrapToTheTrueDistance) {
           std::size_t checked = 0;
           for (std::size_t i = 0; i < distance.size(); ++i) {
             // Frequency 1 alone gives amplitude 2 A1 (the two differences are 2 A cos, 2 A sin).
-            const std::uint16_t a = r.amplitude16[(i / kWidth) * pitch + i % kWidth];
-            ASSERT_NEAR(a, 2 * kA1, 3) << i;
+            ASSERT_NEAR(r.amplitude16[(i / kWidth) * pitch + i % kWidth], 2 * kA1, 3) << i;
             // Right at a wrap of either frequency the phase may land on either side.
-            const double w0 = distance[i] * ph.m0, w1 = distance[i] * ph.m1;
+            const double w0 = distance[i] * m0, w1 = distance[i] * m1;
             if (std::abs(w0 - std::round(w0)) < 2e-3 || std::abs(w1 - std::round(w1)) < 2e-3)
               continue;
             ++checked;
-            ASSERT_NEAR(r.depth[i], w1, 1e-3)
-                << "pixel " << i << " m0 " << ph.m0 << " m1 " << ph.m1 << " on "
-                << pxtest::target_label(target);
+            ASSERT_NEAR(r.depth[i], w1, 1e-3) << "pixel " << i;
           }
           EXPECT_GT(checked, distance.size() * 9 / 10);
         }
@@ -274,20 +402,15 @@ TEST(DualDecode, PhysicalFramesUnwrapToTheTrueDistance) {
   }
 }
 
-// ---- serial path ---------------------------------------------------------------
-
-dualtest::Context setup_without_pool(const tof_dual_option& o) {
-  pxtest::ScopedThreadStartFailure no_threads(0);
-  return dualtest::setup(o);
-}
+// ---- serial path ----------------------------------------------------------------
 
 // Without a pool: no checks, frequency 0 only (its planes 4-7 are not read),
 // frequency 1's angle is fast_atan2(0, 0), both distances written, no amplitude.
 TEST(DualSerial, FrequencyZeroOnlyAndNoChecks) {
-  tof_dual_option o = make_option(true, true, 0, 3, 3, 0);
+  tof_dual_option o = make(true, true, 0, 3, 3, 0);
   o.depth_out_use_float = 0;
   o.output_distance_0 = o.output_distance_1 = 1;
-  const dualtest::Context ctx = setup_without_pool(o);
+  const DualContext ctx = setup_without_pool(o);
   ASSERT_NE(ctx, nullptr);
   ASSERT_EQ(ctx->thread_pool, nullptr);
 
@@ -335,7 +458,7 @@ TEST(DualSerial, FrequencyZeroOnlyAndNoChecks) {
 // count (not count x 2 pi) is taken off each phase: with scale 1 the result
 // stays in radians plus whole counts.
 TEST(DualSerial, ScaleAndOffsetArithmetic) {
-  const dualtest::Context ctx = setup_without_pool(make_option(false, false, 0, 0, 3, 0));
+  const DualContext ctx = setup_without_pool(make(false, false, 0, 0, 3, 0));
   const std::uint16_t x_pos[1] = {900}, zero[1] = {0};
   float depth = 0, d0 = 0, d1 = 0;
   pxtest::capture_stdout([&] {
@@ -352,27 +475,27 @@ TEST(DualSerial, ScaleAndOffsetArithmetic) {
   EXPECT_EQ(depth, d1);
 }
 
-// ---- allocation ----------------------------------------------------------------
+// ---- allocation -----------------------------------------------------------------
 
 TEST(DualDecode, SteadyStateCallsAllocateNothing) {
-  const Frame f = dualtest::random_frame(29, 9, false, 0, 65535);
-  const dualtest::Context pooled = dualtest::setup(make_option(false, true, 2, 1, 5, 3));
-  const dualtest::Context serial = setup_without_pool(make_option(false, true, 2, 1, 5, 3));
-  CallArgs run, rows;
-  run.amplitude_u16 = rows.amplitude_u16 = true;
-  rows.pitch = 32;
+  const Frame f = toftest::random_frame(29, 9, false, 0, 65535);
+  const DualContext pooled = toftest::quiet_setup(make(false, true, 2, 1, 5, 3));
+  const DualContext serial = setup_without_pool(make(false, true, 2, 1, 5, 3));
+  CallArgs run;
+  run.amplitude_u16 = true;
   ASSERT_EQ(decode(pooled.get(), f, run).status, 0);  // warm-up
   // Outputs are made before counting; the calls alone must not allocate.
-  Output a = decode(pooled.get(), f, rows);
+  std::vector<float> depth(f.pixels());
+  std::vector<std::uint16_t> amplitude(32 * 9);
   const auto& p = f.planes;
   const std::uint64_t before = pxtest::library_allocations();
   for (int n = 0; n < 5; ++n) {
-    for (const tof_dual_context* c : {pooled.get(), serial.get()}) {
+    for (tof_dual_context* c : {pooled.get(), serial.get()}) {
       pxtest::capture_stdout([&] {
-        itof_dual_dec_float(const_cast<tof_dual_context*>(c), 29, 9, p[0].data(), p[1].data(),
-                            p[2].data(), p[3].data(), p[4].data(), p[5].data(), p[6].data(),
-                            p[7].data(), nullptr, a.depth.data(), nullptr, nullptr,
-                            a.amplitude16.data(), n % 2 ? 29 : 32, 0.15915494f, 0, 0);
+        itof_dual_dec_float(c, 29, 9, p[0].data(), p[1].data(), p[2].data(), p[3].data(),
+                            p[4].data(), p[5].data(), p[6].data(), p[7].data(), nullptr,
+                            depth.data(), nullptr, nullptr, amplitude.data(), n % 2 ? 29 : 32,
+                            0.15915494f, 0, 0);
       });
     }
   }

@@ -7,17 +7,15 @@
 #include <limits>
 #include <vector>
 
-#include "support/test_support.h"
 #include "tof/dual_context.h"
 #include "tof/dual_kernels.h"
-#include "tof/dual_test_util.h"
+#include "tof/tof_test_util.h"
 
 namespace {
 
-using dualtest::CallArgs;
-using dualtest::Frame;
-using dualtest::make_option;
-using dualtest::Output;
+using toftest::CallArgs;
+using toftest::Frame;
+using toftest::Output;
 
 struct KernelOption {
   const char* name;
@@ -43,19 +41,6 @@ struct Size {
 };
 const Size kSizes[] = {{1, 1}, {3, 1}, {7, 3}, {17, 5}, {37, 6}, {70, 9}};
 
-dualtest::Context setup_on(std::int64_t target, const tof_dual_option& o) {
-  pxtest::ScopedTarget only(target);
-  return dualtest::setup(o);
-}
-
-void expect_same(const Output& want, const Output& got, const char* what) {
-  ASSERT_EQ(want.status, 0) << what;
-  ASSERT_EQ(got.status, 0) << what;
-  EXPECT_TRUE(dualtest::same_floats(want.depth, got.depth)) << what;
-  EXPECT_EQ(want.amplitude16, got.amplitude16) << what;
-  EXPECT_EQ(want.amplitude8, got.amplitude8) << what;
-}
-
 TEST(DualEquivalence, AllKernelsVectorEqualsScalar) {
   if (pxtest::vector_targets().empty()) GTEST_SKIP() << "no vector target on this CPU";
   std::size_t call = 0;
@@ -64,13 +49,13 @@ TEST(DualEquivalence, AllKernelsVectorEqualsScalar) {
     // Three m0/m1 pairs per kernel: the twelve kernels cover all 36 pairs.
     for (std::size_t pair = kernel * 3; pair < kernel * 3 + 3; ++pair) {
       const int m0 = kMultiples[pair / 6], m1 = kMultiples[pair % 6];
-      const tof_dual_option o = make_option(k.interleave, k.u16, k.right, k.cut, m0, m1);
-      const dualtest::Context scalar = setup_on(0, o);
+      const tof_dual_option o = toftest::make_dual_option(k.interleave, k.u16, k.right, k.cut, m0, m1);
+      const toftest::DualContext scalar = toftest::setup_on(0, o);
       for (std::int64_t target : pxtest::vector_targets()) {
-        const dualtest::Context vector = setup_on(target, o);
+        const toftest::DualContext vector = toftest::setup_on(target, o);
         for (const Size& size : kSizes) {
           for (long hi : {65535L, 3L}) {  // 3: zero terms, axes and ties are frequent
-            const Frame f = dualtest::random_frame(size.width, size.height, k.interleave, 0, hi);
+            const Frame f = toftest::random_frame(size.width, size.height, k.interleave, 0, hi);
             for (std::uint32_t extra_pitch : {0u, 3u}) {
               CallArgs args;
               args.amplitude_u16 = k.u16;
@@ -79,14 +64,17 @@ TEST(DualEquivalence, AllKernelsVectorEqualsScalar) {
               args.offset_1 = kOffsets[(call / 3 + 1) % std::size(kOffsets)];
               args.with_amplitude = call % 5 != 4;
               ++call;
-              const std::string what = std::string(k.name) + " m0 " + std::to_string(m0) +
-                                       " m1 " + std::to_string(m1) + " " +
-                                       std::to_string(size.width) + "x" +
-                                       std::to_string(size.height) + " pitch " +
-                                       std::to_string(args.pitch) + " on " +
-                                       pxtest::target_label(target);
-              expect_same(dualtest::decode(scalar.get(), f, args),
-                          dualtest::decode(vector.get(), f, args), what.c_str());
+              SCOPED_TRACE(testing::Message()
+                           << k.name << " m0 " << m0 << " m1 " << m1 << " " << size.width << "x"
+                           << size.height << " pitch " << args.pitch << " on "
+                           << pxtest::target_label(target));
+              const Output want = toftest::decode(scalar.get(), f, args);
+              const Output got = toftest::decode(vector.get(), f, args);
+              ASSERT_EQ(want.status, 0);
+              ASSERT_EQ(got.status, 0);
+              EXPECT_TRUE(toftest::same_floats(want.depth, got.depth));
+              EXPECT_EQ(want.amplitude16, got.amplitude16);
+              EXPECT_EQ(want.amplitude8, got.amplitude8);
             }
           }
         }
@@ -98,7 +86,7 @@ TEST(DualEquivalence, AllKernelsVectorEqualsScalar) {
 // Amplitude shifts of 32 bits or more store 0. Setup never makes one (the
 // nibbles allow at most 15), so the kernels are run on a block directly.
 TEST(DualKernels, ShiftsOf32OrMoreStoreZero) {
-  const Frame f = dualtest::uniform_frame(19, 1, false, 10, 20, 300, 400);  // amplitude 500
+  const Frame f = toftest::uniform_frame(19, 1, false, 10, 20, 300, 400);  // amplitude 500
   std::vector<const pxkit::DualKernelTable*> tables{&pxkit::dual_scalar_kernels()};
   for (std::int64_t target : pxtest::vector_targets()) {
     pxtest::ScopedTarget only(target);

@@ -75,15 +75,7 @@ struct Outputs {
 // the oracle when target is 0, else a scalar-reference context.
 void check_option(const tof_option& o, std::int64_t target) {
   const bool fl = o.depth_out_use_float != 0;
-  toftest::Context ctx, reference;
-  {
-    pxtest::ScopedTarget t(target);
-    ctx = toftest::quiet_setup(o);
-  }
-  if (target != 0) {
-    pxtest::ScopedTarget t(0);
-    reference = toftest::quiet_setup(o);
-  }
+  const toftest::Context ctx = toftest::setup_on(target, o), reference = toftest::setup_on(0, o);
   ASSERT_NE(ctx, nullptr);
   float offset = 0.0f;  // the offset in force in both contexts
   std::size_t call_index = 0;
@@ -150,15 +142,7 @@ void check_extremes(std::int64_t target) {
   const toftest::Phases ph = toftest::random_phases(517, false);
   for (bool fl : {false, true}) {
     const tof_option o = toftest::make_option(fl, false, 0, false, 0, 15);
-    toftest::Context ctx, ref;
-    {
-      pxtest::ScopedTarget t(target);
-      ctx = toftest::quiet_setup(o);
-    }
-    {
-      pxtest::ScopedTarget t(0);
-      ref = toftest::quiet_setup(o);
-    }
+    const toftest::Context ctx = toftest::setup_on(target, o), ref = toftest::setup_on(0, o);
     for (float scale : {nan, inf, -inf, 1e6f, -1e6f, 3e38f})
       for (float offset : {0.0f, -1e9f, 1e9f, nan}) {
         std::vector<std::int32_t> got(517, 0x5A5A5A5A), want(517, 0x5A5A5A5A);

@@ -1,10 +1,11 @@
-// The frame calls: refusals, the stripe split, row padding, known pixels, the
-// _v3 offset, amplitude shifts, the serial path and allocation-free frames.
-// Known-value tests run on the scalar reference and on every vector target,
-// with frames of 256 pixels so that the vector bodies see the pixels.
+// setup_tof_context and the frame calls through the public API: the option
+// report, the shift and mantissa decisions, refusals, empty frames, the _v3
+// offset, the serial path and allocation-free frames. Results of every option
+// against the definition are in tof_equivalence_test.cc.
 #include <cmath>
 #include <optional>
 
+#include "common/memory.h"
 #include "tof/tof_context.h"
 #include "tof/tof_test_util.h"
 
@@ -17,32 +18,22 @@ constexpr std::uint32_t kW = 64;
 constexpr std::int32_t kH = 4;
 constexpr std::size_t kPixels = kW * kH;
 
-template <class Fn>
-void for_each_target(Fn fn) {
-  std::vector<std::int64_t> targets = pxtest::vector_targets();
-  targets.insert(targets.begin(), 0);
-  for (std::int64_t t : targets) {
-    SCOPED_TRACE(pxtest::target_label(t));
-    pxtest::ScopedTarget scoped(t);
-    fn();
-  }
+std::string setup_output(const tof_option& o) {
+  tof_context* ctx = nullptr;
+  const std::string out = pxtest::capture_stdout([&] { ctx = setup_tof_context(&o); });
+  EXPECT_NE(ctx, nullptr);
+  destroy_tof_context(ctx);
+  return out;
 }
 
-// Every pixel with the samples (s0, s90, s180, s270); interleaved pixels hold
-// (s, 0) pairs.
-toftest::Phases uniform(int s0, int s90, int s180, int s270, bool interleaved = false) {
-  const std::size_t per = interleaved ? 2 : 1;
-  toftest::Phases ph = toftest::zero_phases(kPixels * per);
-  for (std::size_t i = 0; i < kPixels * per; i += per) {
-    ph.p0[i] = static_cast<std::int16_t>(s0);
-    ph.p90[i] = static_cast<std::int16_t>(s90);
-    ph.p180[i] = static_cast<std::int16_t>(s180);
-    ph.p270[i] = static_cast<std::int16_t>(s270);
-  }
-  return ph;
+// Every pixel of a kW x kH frame with the samples (s0, s90, s180, s270).
+toftest::Phases uniform(int s0, int s90, int s180, int s270) {
+  const auto plane = [](int s) { return std::vector<std::int16_t>(kPixels, static_cast<std::int16_t>(s)); };
+  return {plane(s0), plane(s90), plane(s180), plane(s270)};
 }
 
-// Runs one frame of kW x kH and returns depth (as float or i16 widened) and amplitude.
+// One kW x kH frame on `reuse` (or a context of its own): depth (as float or
+// i16 widened) and amplitude.
 struct Result {
   std::vector<float> depth;
   std::vector<int> amp;
@@ -50,8 +41,7 @@ struct Result {
 Result run(const tof_option& o, const toftest::Phases& ph, Entry e = Entry::kPlain,
            float scale = 1.0f, float offset = 0.0f, tof_context* reuse = nullptr) {
   toftest::Context owned;
-  tof_context* ctx = reuse;
-  if (ctx == nullptr) ctx = (owned = toftest::quiet_setup(o)).get();
+  tof_context* ctx = reuse != nullptr ? reuse : (owned = toftest::quiet_setup(o)).get();
   std::vector<float> fdepth(kPixels);
   std::vector<std::int16_t> idepth(kPixels);
   std::vector<std::uint16_t> a16(kPixels);
@@ -68,17 +58,101 @@ Result run(const tof_option& o, const toftest::Phases& ph, Entry e = Entry::kPla
   return r;
 }
 
-::testing::AssertionResult all_equal(const std::vector<float>& v, float want) {
-  for (std::size_t i = 0; i < v.size(); ++i)
-    if (!pxtest::same_bits(v[i], want))
-      return ::testing::AssertionFailure() << "element " << i << " is " << v[i] << ", want " << want;
-  return ::testing::AssertionSuccess();
+std::vector<float> filled(float v) { return std::vector<float>(kPixels, v); }
+
+// ---- setup ----------------------------------------------------------------------
+
+TEST(TofSetup, ReportsEveryOptionInRecordOrder) {
+  tof_option o{1, 2, 3, 4, 5, 0, 7, 8};
+  EXPECT_EQ(setup_output(o),
+            "setup tof option:\n\t\tenable substract interleave: 1\n\t\tright shift bits: 2\n"
+            "\t\treverse_90_270: 3\n\t\tcut_higher_amplitude_bits: 4\n\t\tmantissa_bits: 5\n"
+            "\t\tdepth_out_use_float: 0\n\t\tamplitude_output_32bytes_align: 7\n"
+            "\t\tamplitude_out_use_16bit: 8\n\t\tno shift\n");
 }
-::testing::AssertionResult all_equal(const std::vector<int>& v, int want) {
-  for (std::size_t i = 0; i < v.size(); ++i)
-    if (v[i] != want) return ::testing::AssertionFailure() << "element " << i << " is " << v[i] << ", want " << want;
-  return ::testing::AssertionSuccess();
+
+// The shift is the cut bits minus 4 when a right shift is asked (only r != 0
+// counts): its report line and a u16 amplitude of 300 after it, on every
+// target. 32 bits or more move every bit out (x86 would shift by 40 - 32).
+TEST(TofSetup, AmplitudeShiftRule) {
+  const struct {
+    int right, cut;
+    const char* line;
+    int amplitude;
+  } cases[] = {{0, 0, "\t\tno shift\n", 300},          {0, 3, "\t\tleft shift 3\n", 2400},
+               {1, 0, "\t\tright shift 4\n", 300 >> 4}, {5, 0, "\t\tright shift 4\n", 300 >> 4},
+               {1, 1, "\t\tright shift 3\n", 300 >> 3}, {1, 4, "\t\tno shift\n", 300},
+               {1, 6, "\t\tleft shift 2\n", 1200},       {0, 8, "\t\tleft shift 8\n", (300 << 8) & 0xFFFF},
+               {0, 40, "\t\tleft shift 40\n", 0},       {1, 36, "\t\tleft shift 32\n", 0},
+               {255, 255, "\t\tleft shift 251\n", 0}};
+  const toftest::Phases ph = uniform(300, 0, 0, 0);
+  for (std::int64_t target : toftest::all_targets()) {
+    pxtest::ScopedTarget only(target);
+    for (const auto& c : cases) {
+      for (bool fl : {false, true}) {
+        SCOPED_TRACE(testing::Message() << pxtest::target_label(target) << " r " << c.right
+                                        << " c " << c.cut << " float " << fl);
+        const tof_option o = make_option(fl, false, c.right, false, c.cut, 0, false, true);
+        tof_context* made = nullptr;
+        const std::string out = pxtest::capture_stdout([&] { made = setup_tof_context(&o); });
+        const toftest::Context ctx(made);
+        EXPECT_EQ(out.substr(out.rfind('\n', out.size() - 2) + 1), c.line);
+        EXPECT_EQ(run(o, ph, Entry::kPlain, 1.0f, 0.0f, ctx.get()).amp, std::vector<int>(kPixels, c.amplitude));
+      }
+    }
+  }
 }
+
+// 15 passes despite the text; above it the depth is 6.10 after a message. Float
+// depth neither tests nor reports the mantissa. (1, 1) gives angle 0.785398.
+TEST(TofSetup, MantissaAbove15FallsBackTo10WithAMessage) {
+  const std::string at15 = setup_output(make_option(false, false, 0, false, 0, 15));
+  EXPECT_EQ(at15.find("error"), std::string::npos) << at15;
+  EXPECT_EQ(run(make_option(false, false, 0, false, 0, 15), uniform(1, 1, 0, 0)).depth, filled(25735.0f));
+  const std::string out = setup_output(make_option(false, false, 0, false, 2, 16));
+  EXPECT_NE(out.find("\t\tamplitude_out_use_16bit: 0\n"
+                     "error: mantissa bits (16) should less than 15, use 10 by default\n"
+                     "\t\tleft shift 2\n"),
+            std::string::npos)
+      << out;
+  EXPECT_EQ(run(make_option(false, false, 0, false, 0, 16), uniform(1, 1, 0, 0)).depth, filled(804.0f));
+  EXPECT_EQ(setup_output(make_option(true, false, 0, false, 0, 200)).find("error"), std::string::npos);
+}
+
+TEST(TofSetup, NullOptionAndNoMemoryAreRefused) {
+  tof_context* ctx = reinterpret_cast<tof_context*>(1);
+  EXPECT_EQ(pxtest::capture_stdout([&] { ctx = setup_tof_context(nullptr); }),
+            "error: invalid params\n");
+  EXPECT_EQ(ctx, nullptr);
+  destroy_tof_context(nullptr);  // accepted, no effect
+  const tof_option o = make_option(true);
+  ctx = reinterpret_cast<tof_context*>(1);
+  pxkit::mem::fail_allocation_after(0);
+  const std::string out = pxtest::capture_stdout([&] { ctx = setup_tof_context(&o); });
+  pxkit::mem::fail_allocation_after(-1);
+  EXPECT_EQ(ctx, nullptr);
+  EXPECT_EQ(out, "error: no memory\n");
+}
+
+// A pool that cannot be made leaves a usable context on the serial path.
+TEST(TofSetup, NoMemoryForThePoolStillGivesAContext) {
+  const tof_option o = make_option(true);
+  tof_context* ctx = nullptr;
+  pxkit::mem::fail_allocation_after(1);
+  const std::string out = pxtest::capture_stdout([&] { ctx = setup_tof_context(&o); });
+  pxkit::mem::fail_allocation_after(-1);
+  ASSERT_NE(ctx, nullptr);
+  EXPECT_EQ(out.rfind("fatal: no memory\nsetup tof option:\n", 0), 0u) << out;
+  const toftest::Phases ph = toftest::random_phases(8, false);
+  float depth[8];
+  EXPECT_EQ(pxtest::capture_stdout([&] {
+              EXPECT_EQ(toftest::call(ctx, true, Entry::kPlain, 4, 2, ph, depth, nullptr, 1.0f), 0);
+            }),
+            "null ctx, choose non-parallel version\nwill always disable substract, shift and reverse\n");
+  destroy_tof_context(ctx);
+}
+
+// ---- frame calls ----------------------------------------------------------------
 
 TEST(TofFrame, WrongDepthTypeIsRefusedAndWritesNothing) {
   const toftest::Phases ph = toftest::random_phases(kPixels, false);
@@ -109,10 +183,7 @@ TEST(TofFrame, UnusableArgumentsAreRefusedBeforeAnyWrite) {
   constexpr std::uint32_t kNear31 = 2147483647u;  // 2^31 - 1
   const tof_option o = make_option(true, false, 0, false, 0, 0, /*align=*/true);
   for (bool pooled : {true, false}) {
-    std::optional<pxtest::ScopedThreadStartFailure> no_threads;
-    if (!pooled) no_threads.emplace(0);
-    const auto ctx = toftest::quiet_setup(o);
-    no_threads.reset();
+    const auto ctx = pooled ? toftest::quiet_setup(o) : toftest::setup_without_pool(o);
     const toftest::Phases ph = toftest::random_phases(kPixels, false);
     const std::int16_t* p = ph.p0.data();
     struct Case {
@@ -142,159 +213,59 @@ TEST(TofFrame, UnusableArgumentsAreRefusedBeforeAnyWrite) {
                 "error: invalid params\n")
           << c.w << "x" << c.h << (pooled ? " pooled" : " serial");
       EXPECT_EQ(result, -2);
-      EXPECT_TRUE(all_equal(depth, -7.0f));
+      EXPECT_EQ(depth, filled(-7.0f));
       EXPECT_EQ(amp, std::vector<std::uint8_t>(kPixels, 0xEE));
     }
   }
 }
 
-TEST(TofFrame, SixPixelsSplitIntoOneOneOneAndThree) {
-  const auto ctx = toftest::quiet_setup(make_option(true, /*interleaved=*/true));
-  const toftest::Phases ph = toftest::random_phases(6, true);
-  float depth[6];
-  ASSERT_EQ(toftest::call(ctx.get(), true, Entry::kPlain, 3, 2, ph, depth, nullptr, 1.0f), 0);
-  const int counts[] = {1, 1, 1, 3};
-  for (int k = 0; k < 4; ++k) {
-    const pxkit::tof::tof_stripe& s = ctx->stripes[k];
-    EXPECT_EQ(s.pixel_count, counts[k]);
-    EXPECT_EQ(s.depth_out, depth + k);
-    EXPECT_EQ(s.phase_90, ph.p90.data() + 2 * k);  // two samples per pixel
-  }
-}
-
-// 33 x 5 with padded amplitude rows: rows 1, 1, 1, 2, pitch 64; depth packed,
-// amplitude padding untouched.
-TEST(TofFrame, RowModePadsAmplitudeRowsTo32Elements) {
-  const tof_option o = make_option(false, false, 0, false, 0, 0, /*align=*/true, /*amp16=*/true);
-  const auto ctx = toftest::quiet_setup(o);
-  const toftest::Phases ph = toftest::random_phases(33 * 5, false);
-  std::vector<std::int16_t> depth(33 * 5 + 8, 0x5A5A), want_depth = depth;
-  std::vector<std::uint16_t> amp(64 * 5, 0x5A5A), want_amp = amp;
-  ASSERT_EQ(toftest::call(ctx.get(), false, Entry::kPlain, 33, 5, ph, depth.data(), amp.data(), 0.5f), 0);
-  const int rows[] = {1, 1, 1, 2};
-  for (int k = 0; k < 4; ++k) {
-    EXPECT_EQ(ctx->stripes[k].rows, rows[k]);
-    EXPECT_EQ(ctx->stripes[k].amplitude_pitch, 64);
-    EXPECT_EQ(ctx->stripes[k].amplitude_out, amp.data() + 64 * k);
-  }
-  toftest::oracle_frame(o, 33, 5, ph.p0.data(), ph.p90.data(), ph.p180.data(), ph.p270.data(),
-                        want_depth.data(), want_amp.data(), 0.5f, 0.0f);
-  EXPECT_EQ(depth, want_depth);
-  EXPECT_EQ(amp, want_amp);
-  EXPECT_EQ(amp[33], 0x5A5A);  // the oracle itself leaves the padding alone
-}
-
 // Frames of fewer than 4 pixels leave stripes 0-2 empty; empty stripes write
 // nothing even though the previous, row-mode frame left rows in their blocks.
 TEST(TofFrame, EmptyFramesWriteNothing) {
-  const tof_option o = make_option(true, false, 0, false, 0, 0, /*align=*/true);
-  const auto ctx = toftest::quiet_setup(o);
+  const auto ctx = toftest::quiet_setup(make_option(true, false, 0, false, 0, 0, /*align=*/true));
   const toftest::Phases ph = toftest::random_phases(33 * 8, false);
   std::vector<float> depth(33 * 8);
   std::vector<std::uint8_t> amp(64 * 8);
   ASSERT_EQ(toftest::call(ctx.get(), true, Entry::kPlain, 33, 8, ph, depth.data(), amp.data(), 1.0f), 0);
-  const struct {
-    std::uint32_t w;
-    std::int32_t h;
-  } empty[] = {{64, 0}, {0, 5}, {33, 0}};
-  for (const auto& size : empty) {
+  for (const auto& [w, h] : {std::pair<std::uint32_t, std::int32_t>{64, 0}, {0, 5}, {33, 0}}) {
     std::vector<float> d(33 * 8, -7.0f);
     std::vector<std::uint8_t> a(64 * 8, 0xEE);
-    EXPECT_EQ(toftest::call(ctx.get(), true, Entry::kV3, size.w, size.h, ph, d.data(), a.data(), 1.0f, 2.0f), 0);
-    EXPECT_TRUE(all_equal(d, -7.0f)) << size.w << "x" << size.h;
-    EXPECT_EQ(a, std::vector<std::uint8_t>(64 * 8, 0xEE)) << size.w << "x" << size.h;
+    EXPECT_EQ(toftest::call(ctx.get(), true, Entry::kV3, w, h, ph, d.data(), a.data(), 1.0f, 2.0f), 0);
+    EXPECT_EQ(d, std::vector<float>(33 * 8, -7.0f)) << w << "x" << h;
+    EXPECT_EQ(a, std::vector<std::uint8_t>(64 * 8, 0xEE)) << w << "x" << h;
   }
 }
 
-TEST(TofFrame, KnownPixels) {
-  for_each_target([] {
-    // All samples equal: y = x = 0, phase pi/2, amplitude 0 (also as equal pairs).
-    for (bool il : {false, true}) {
-      const Result r = run(make_option(true, il), uniform(1234, 1234, 1234, 1234, il));
-      EXPECT_TRUE(all_equal(r.depth, 1.5707964f));
-      EXPECT_TRUE(all_equal(r.amp, 0));
-    }
-    // Interleaved pairs are differences: x = (300 - 150) - (-50 - 0).
-    toftest::Phases pairs = uniform(300, 0, -50, 0, true);
-    for (std::size_t i = 1; i < pairs.p0.size(); i += 2) pairs.p0[i] = 150;
-    EXPECT_TRUE(all_equal(run(make_option(true, true), pairs).amp, 200));
-    // An amplitude of 300 wraps to 44 in u8; 40000 << 2 keeps its low 16 bits.
-    EXPECT_TRUE(all_equal(run(make_option(true), uniform(300, 0, 0, 0)).amp, 44));
-    EXPECT_TRUE(all_equal(run(make_option(false, false, 0, false, 2, 0, false, true),
-                              uniform(20000, 0, -20000, 0)).amp, 28928));
-    // (1, 1): table entry 16 exactly; 6.10 and 1.15 fixed point.
-    EXPECT_TRUE(all_equal(run(make_option(true), uniform(1, 1, 0, 0)).depth, 0.785398f));
-    EXPECT_TRUE(all_equal(run(make_option(false), uniform(1, 1, 0, 0)).depth, 804.0f));
-    EXPECT_TRUE(all_equal(run(make_option(false, false, 0, false, 0, 15), uniform(1, 1, 0, 0)).depth, 25735.0f));
-    EXPECT_TRUE(all_equal(run(make_option(false, false, 0, false, 0, 16), uniform(1, 1, 0, 0)).depth, 804.0f));
-    // Low 16 bits of trunc(100 * 0.785398 * 1024) = 80424.
-    EXPECT_TRUE(all_equal(run(make_option(false), uniform(1, 1, 0, 0), Entry::kPlain, 100.0f).depth,
-                          static_cast<float>(static_cast<std::int16_t>(80424))));
-  });
-}
-
+// Calls without an offset keep the last one; a depth above the period is
+// reduced once, one below zero gets one period added (and may stay negative),
+// the period itself stays.
 TEST(TofFrame, OffsetWrapsOnceAndStaysInForce) {
-  for_each_target([] {
+  for (std::int64_t target : toftest::all_targets()) {
+    SCOPED_TRACE(pxtest::target_label(target));
     const tof_option o = make_option(true);
-    const auto ctx = toftest::quiet_setup(o);
-    const toftest::Phases ph = uniform(1, 1, 0, 0);  // phase 0.785398
+    const auto ctx = toftest::setup_on(target, o);
+    const toftest::Phases ph = uniform(1, 1, 0, 0);  // angle 0.785398
     const float twopi = 6.2831855f;
-    // depth_scale 1: phase + 7 is above 2 pi and reduced once.
-    EXPECT_TRUE(all_equal(run(o, ph, Entry::kV3, 1.0f, 7.0f, ctx.get()).depth, (0.785398f + 7.0f) - twopi));
-    // Calls without an offset keep the last one.
-    EXPECT_TRUE(all_equal(run(o, ph, Entry::kPlain, 1.0f, 0.0f, ctx.get()).depth, (0.785398f + 7.0f) - twopi));
-    EXPECT_TRUE(all_equal(run(o, ph, Entry::kV2, 0.5f, 0.0f, ctx.get()).depth,
-                          std::fma(0.5f, 0.785398f, 7.0f) - 0.5f * twopi));
-    // Below zero: one period added, the result may stay negative.
-    EXPECT_TRUE(all_equal(run(o, ph, Entry::kV3, 1.0f, -10.0f, ctx.get()).depth, (0.785398f - 10.0f) + twopi));
-    // The period itself stays.
-    EXPECT_TRUE(all_equal(run(o, uniform(5, 0, 0, 0), Entry::kV3, 1.0f, twopi, ctx.get()).depth, twopi));
-  });
-}
-
-TEST(TofFrame, ReversedOrderMirrorsThePhase) {
-  for_each_target([] {
-    const toftest::Phases ph = toftest::random_phases(kPixels, false);
-    const Result normal = run(make_option(true), ph);
-    const Result reversed = run(make_option(true, false, 0, true), ph);
-    for (std::size_t i = 0; i < kPixels; ++i) {
-      const auto y = static_cast<float>(ph.p270[i] - ph.p90[i]);
-      const auto x = static_cast<float>(ph.p0[i] - ph.p180[i]);
-      ASSERT_TRUE(pxtest::same_bits(reversed.depth[i], fast_atan2(y, x))) << i;
-      if (y != 0 && x != 0) {
-        ASSERT_NEAR(normal.depth[i] + reversed.depth[i], 6.2831855f, 1e-5f) << i;
-      }
-      ASSERT_EQ(normal.amp[i], reversed.amp[i]);
+    const struct {
+      Entry e;
+      float scale, offset, want;
+      bool angle_zero;  // samples (5, 0, 0, 0)
+    } steps[] = {{Entry::kV3, 1.0f, 7.0f, (0.785398f + 7.0f) - twopi, false},
+                 {Entry::kPlain, 1.0f, 0.0f, (0.785398f + 7.0f) - twopi, false},
+                 {Entry::kV2, 0.5f, 0.0f, std::fma(0.5f, 0.785398f, 7.0f) - 0.5f * twopi, false},
+                 {Entry::kV3, 1.0f, -10.0f, (0.785398f - 10.0f) + twopi, false},
+                 {Entry::kV3, 1.0f, twopi, twopi, true}};
+    for (const auto& s : steps) {
+      const Result r = run(o, s.angle_zero ? uniform(5, 0, 0, 0) : ph, s.e, s.scale, s.offset, ctx.get());
+      EXPECT_TRUE(toftest::same_floats(filled(s.want), r.depth)) << "offset " << s.offset;
     }
-  });
-}
-
-TEST(TofFrame, AmplitudeShifts) {
-  for_each_target([] {
-    const toftest::Phases ph = uniform(300, 0, 0, 0);  // amplitude 300
-    const auto amp = [&](int right, int cut) {
-      return run(make_option(true, false, right, false, cut, 0, false, true), ph).amp;
-    };
-    EXPECT_TRUE(all_equal(amp(1, 0), 300 >> 4));
-    EXPECT_TRUE(all_equal(amp(5, 0), 300 >> 4));  // only r != 0 counts
-    EXPECT_TRUE(all_equal(amp(1, 1), 300 >> 3));
-    EXPECT_TRUE(all_equal(amp(1, 4), 300));
-    EXPECT_TRUE(all_equal(amp(1, 6), (300 << 2) & 0xFFFF));
-    EXPECT_TRUE(all_equal(amp(0, 8), (300 << 8) & 0xFFFF));
-    // 32 bits or more move every bit out (x86 would otherwise shift by 40 - 32).
-    EXPECT_TRUE(all_equal(amp(0, 40), 0));
-    EXPECT_TRUE(all_equal(amp(1, 36), 0));
-  });
+  }
 }
 
 // Without a pool: planar, normal order, no shift, 6.10; only the amplitude
 // type is honoured, and no depth type check is made.
 TEST(TofSerial, IgnoresTheOptionsExceptTheAmplitudeType) {
-  toftest::Context ctx;
-  {
-    pxtest::ScopedThreadStartFailure no_threads(0);
-    ctx = toftest::quiet_setup(make_option(true, true, 1, true, 3, 0, true, true));
-  }
+  const auto ctx = toftest::setup_without_pool(make_option(true, true, 1, true, 3, 0, true, true));
   ASSERT_EQ(ctx->thread_pool, nullptr);
   const std::uint32_t w = 37;
   const std::int32_t h = 3;
