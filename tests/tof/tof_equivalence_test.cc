@@ -126,8 +126,9 @@ TEST_P(TofVectorKernels, EveryCombinationEqualsTheScalarReference) {
 }
 
 // Scales and offsets that push the fixed-point product past the i32 range or
-// make it NaN: the saturating conversion must agree with the definition and
-// between targets.
+// make it NaN, and depths at the wrap edges (below zero by more than a period,
+// so one period added leaves them negative; exactly the period, which stays):
+// the conversion and the wrap must agree with the definition and between targets.
 void check_extremes(std::int64_t target) {
   const float inf = std::numeric_limits<float>::infinity();
   const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -135,8 +136,8 @@ void check_extremes(std::int64_t target) {
   for (bool fl : {false, true}) {
     const tof_option o = toftest::make_option(fl, false, 0, false, 0, 15);
     const toftest::Context ctx = toftest::setup_on(target, o), ref = toftest::setup_on(0, o);
-    for (float scale : {nan, inf, -inf, 1e6f, -1e6f, 3e38f})
-      for (float offset : {0.0f, -1e9f, 1e9f, nan}) {
+    for (float scale : {nan, inf, -inf, 1e6f, -1e6f, 3e38f, 1.0f})
+      for (float offset : {0.0f, -1e9f, 1e9f, nan, -10.0f, 6.2831855f}) {
         std::vector<std::int32_t> got(517, 0x5A5A5A5A), want(517, 0x5A5A5A5A);
         toftest::call(ctx.get(), fl, Entry::kV3, 47, 11, ph, got.data(), nullptr, scale, offset);
         if (target == 0) {
