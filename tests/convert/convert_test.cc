@@ -60,8 +60,6 @@ std::string option_report(int is_signed, int bits, int mantissa) {
          "\n\t\tmantissa_bits: " + std::to_string(mantissa) + "\n";
 }
 
-// ---- setup ----------------------------------------------------------------------
-
 // 8 bits are accepted although a refused width's message names only 16 and 32.
 TEST(ConvertSetup, BothDirectionsPrintTheFixed2floatReport) {
   for (Direction d : {Direction::kToFloat, Direction::kToFixed}) {
@@ -91,8 +89,6 @@ TEST(ConvertSetup, NullOptionAndNoMemoryAreRefused) {
   EXPECT_EQ(ctx, nullptr);
   EXPECT_EQ(pxtest::capture_stdout([] { destroy_fixed2float_context(nullptr); }), "");
 }
-
-// ---- calls ----------------------------------------------------------------------
 
 // Every refused call prints one line and returns -1 before anything is
 // written, with and without a pool: no context, a context of an unsupported
@@ -184,8 +180,6 @@ TEST(ConvertCalls, AllocateNothing) {
   EXPECT_EQ(fixed[999], 77);
 }
 
-// ---- values ---------------------------------------------------------------------
-
 constexpr std::uint32_t kCopies = 4 * 21 + 3;  // stripes of 21, 21, 21, 24 elements
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
@@ -267,8 +261,6 @@ TEST(ConvertValues, FloatToFixed) {
   to_fixed<std::uint8_t>(0, {{300.0f, 44}, {kNaN, 0}, {-1.0f, 0xFF}, {-200.0f, 56}, {-0.5f, 0}});
   to_fixed<std::uint8_t>(2, {{1.25f, 5}});
 }
-
-// ---- vector against scalar
 
 constexpr std::size_t kGuardBytes = 64;
 constexpr unsigned char kSentinel = 0xA5;

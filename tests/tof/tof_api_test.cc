@@ -33,8 +33,6 @@ std::string setup_output(const tof_option& o) {
   return out;
 }
 
-// ---- setup ----------------------------------------------------------------------
-
 TEST(TofSetup, ReportsEveryOptionInRecordOrder) {
   tof_option o{1, 2, 3, 4, 5, 0, 7, 8};
   EXPECT_EQ(setup_output(o),
@@ -105,8 +103,6 @@ TEST(TofSetup, NullOptionAndNoMemoryAreRefused) {
   EXPECT_EQ(ctx, nullptr);
   EXPECT_EQ(out, "error: no memory\n");
 }
-
-// ---- frame calls ----------------------------------------------------------------
 
 TEST(TofFrame, WrongDepthTypeIsRefusedAndWritesNothing) {
   const toftest::Phases ph = toftest::random_phases(kPixels, false);
@@ -265,8 +261,6 @@ TEST(TofFrame, SteadyStateFramesAllocateNothing) {
   }
 }
 
-// ---- dual frequency ------------------------------------------------------------
-
 using toftest::all_targets;
 using toftest::CallArgs;
 using toftest::decode;
@@ -276,8 +270,6 @@ using toftest::Output;
 using toftest::setup_on;
 using toftest::setup_without_pool;
 constexpr auto make = &toftest::make_dual_option;
-
-// ---- the option record ----------------------------------------------------------
 
 // The 12 bytes of an option as a 96-bit little-endian number: bit n of the
 // packed word is bit n here, m1 occupies bits 64-95.
@@ -413,8 +405,6 @@ TEST(DualSetup, NullOptionNegativeMultiplesAndNoMemory) {
   destroy_tof_dual_context(nullptr);  // ignored
 }
 
-// ---- refusals -------------------------------------------------------------------
-
 // Each refusal prints one line and returns its code before anything is written
 // or queued: the depth flag clear, a requested distance plane missing
 // (distance 0 first), then no context, a null input plane or a null depth.
@@ -500,8 +490,6 @@ TEST(DualDecode, DistanceAndChannelPlanesAreNotTouched) {
   EXPECT_EQ(ctx->stripes[0].channel_plane, unreadable);
 }
 
-// ---- stripe splits --------------------------------------------------------------
-
 // Row mode (amplitude rows padded) gives what run mode gives, row for row,
 // with the padding untouched, whatever remainder of rows stripe 3 takes.
 TEST(DualDecode, RowModeMatchesRunModeAndKeepsThePadding) {
@@ -555,8 +543,6 @@ TEST(DualDecode, TinyRunModeFramesWriteOnlyTheFrame) {
     }
   }
 }
-
-// ---- unwrapping -----------------------------------------------------------------
 
 // With x > 0 and y = 0 at both frequencies the angles are 0, so each wrapped
 // phase is exactly its offset (offset + 3 - 3): the search sees chosen phases.
@@ -630,8 +616,6 @@ TEST(DualDecode, PhysicalFramesUnwrapToTheTrueDistance) {
   }
 }
 
-// ---- serial path ----------------------------------------------------------------
-
 // A pool that cannot start (its report comes first) is not a setup failure:
 // the context decodes on the caller's thread without checks, frequency 0 only
 // (its planes 4-7 are not read), frequency 1's angle is fast_atan2(0, 0), both
@@ -679,37 +663,22 @@ TEST(DualSerial, FrequencyZeroOnlyAndNoChecks) {
     EXPECT_EQ(depth[i], d1[i]) << i;      // m1 = 0
     EXPECT_EQ(amplitude[i], 0xA5A5) << i;
   }
-  // The second call prints the two lines again.
+  // One pixel of angle 0 with scale 1 and offset 0.5, which prints the two lines
+  // again: the offsets are moved by whole turns of scale x 2 pi, but only the
+  // turn count (not count x 2 pi) is taken off each phase. With c = 1/(2 pi)
+  // and w = 2 pi: b0 = 0.5 + (3 - trunc(0.5 c)) w, t0 = b0, trunc(t0 c) = 3;
+  // b1 = 3 w, t1 = pi/2 + b1, trunc(t1 c) = 3.
+  const std::uint16_t x_pos[1] = {900}, zero[1] = {0};
   EXPECT_EQ(pxtest::capture_stdout([&] {
-              itof_dual_dec_float(ctx.get(), 4, 2, p[0].data(), p[1].data(), p[2].data(),
-                                  p[3].data(), nullptr, nullptr, nullptr, nullptr, nullptr,
-                                  depth.data(), nullptr, nullptr, nullptr, 4, 0.15915494f, 0, 0);
+              itof_dual_dec_float(ctx.get(), 1, 1, x_pos, zero, zero, zero, nullptr, nullptr,
+                                  nullptr, nullptr, nullptr, depth.data(), d0.data(), d1.data(),
+                                  nullptr, 1, 1.0f, 0.5f, 0.0f);
             }),
             out);
+  EXPECT_EQ(d0[0], (0.5f + 3.0f * 6.2831855f) - 3.0f);
+  EXPECT_EQ(d1[0], (1.5707964f + 3.0f * 6.2831855f) - 3.0f);
+  EXPECT_EQ(depth[0], d1[0]);
 }
-
-// The offsets are moved by whole turns of scale x 2 pi, but only the turn
-// count (not count x 2 pi) is taken off each phase: with scale 1 the result
-// stays in radians plus whole counts.
-TEST(DualSerial, ScaleAndOffsetArithmetic) {
-  const DualContext ctx = setup_without_pool(make(false, false, 0, 0, 3, 0));
-  const std::uint16_t x_pos[1] = {900}, zero[1] = {0};
-  float depth = 0, d0 = 0, d1 = 0;
-  pxtest::capture_stdout([&] {
-    itof_dual_dec_float(ctx.get(), 1, 1, x_pos, zero, zero, zero, nullptr, nullptr, nullptr,
-                        nullptr, nullptr, &depth, &d0, &d1, nullptr, 1, 1.0f, 0.5f, 0.0f);
-  });
-  // c = 0.15915494 / 1, w = 6.2831855. b0 = 0.5 + (3 - trunc(0.5 c)) w; angle 0:
-  // t0 = b0 = 19.349556, trunc(t0 c) = 3, phase 16.349556.
-  const float b0 = 0.5f + 3.0f * 6.2831855f;
-  EXPECT_EQ(d0, b0 - 3.0f);
-  // b1 = 3 w; t1 = pi/2 + b1 = 20.420353, trunc(t1 c) = 3.
-  const float t1 = 1.5707964f + 3.0f * 6.2831855f;
-  EXPECT_EQ(d1, t1 - 3.0f);
-  EXPECT_EQ(depth, d1);
-}
-
-// ---- allocation -----------------------------------------------------------------
 
 TEST(DualDecode, SteadyStateCallsAllocateNothing) {
   const Frame f = toftest::random_frame(29, 9, false, 0, 65535);

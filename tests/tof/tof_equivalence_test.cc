@@ -159,8 +159,6 @@ INSTANTIATE_TEST_SUITE_P(Targets, TofVectorKernels, testing::ValuesIn(pxtest::ve
                          [](const auto& p) { return pxtest::target_label(p.param); });
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(TofVectorKernels);
 
-// ---- dual frequency
-
 using toftest::CallArgs;
 using toftest::Frame;
 using toftest::Output;

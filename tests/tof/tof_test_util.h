@@ -15,8 +15,6 @@
 
 namespace toftest {
 
-// ---- contexts -----------------------------------------------------------------
-
 using Context = pxtest::Owned<tof_context, destroy_tof_context>;
 using DualContext = pxtest::Owned<tof_dual_context, destroy_tof_dual_context>;
 
@@ -59,8 +57,6 @@ inline ::testing::AssertionResult same_floats(const std::vector<float>& want,
              << "element " << i << ": " << want[i] << " vs " << got[i];
   return ::testing::AssertionSuccess();
 }
-
-// ---- single frequency ---------------------------------------------------------
 
 enum class Entry { kPlain, kV2, kV3 };
 
@@ -128,8 +124,6 @@ void oracle_frame(const tof_option& o, std::uint32_t w, std::int32_t h, const st
 inline std::size_t amplitude_pitch(const tof_option& o, std::uint32_t w) {
   return o.amplitude_output_32bytes_align != 0 && w % 32 != 0 ? (w + 31) / 32 * 32 : w;
 }
-
-// ---- dual frequency -----------------------------------------------------------
 
 inline tof_dual_option make_dual_option(bool interleave, bool amplitude_u16, unsigned right_shift,
                                         unsigned cut, int m0, int m1) {
