@@ -104,67 +104,60 @@ TEST(TofSetup, NullOptionAndNoMemoryAreRefused) {
   EXPECT_EQ(out, "error: no memory\n");
 }
 
-TEST(TofFrame, WrongDepthTypeIsRefusedAndWritesNothing) {
-  const toftest::Phases ph = toftest::random_phases(kPixels, false);
-  for (bool fl : {false, true}) {
-    const auto ctx = toftest::quiet_setup(make_option(fl));
-    const char* want = fl ? "error: should not set 'depth_out_use_float' in option when setup_tof_context\n"
-                          : "error: should set 'depth_out_use_float' in option when setup_tof_context\n";
-    for (Entry e : {Entry::kPlain, Entry::kV2, Entry::kV3}) {
-      std::vector<std::uint8_t> depth(kPixels * 4, 0xEE), amp(kPixels, 0xEE);
-      std::int32_t result = 0;
-      EXPECT_EQ(pxtest::capture_stdout([&] {
-                  result = toftest::call(ctx.get(), !fl, e, kW, kH, ph, depth.data(), amp.data(), 2.0f, 1.0f);
-                }),
-                want);
-      EXPECT_EQ(result, -1);
-      EXPECT_EQ(depth, std::vector<std::uint8_t>(kPixels * 4, 0xEE));
-      EXPECT_EQ(amp, std::vector<std::uint8_t>(kPixels, 0xEE));
-    }
-  }
-}
-
-// Refusals with "error: invalid params" and -2, before anything is written, on
-// the pooled and the serial path: no context, a null buffer, a negative height,
-// more pixels than 32 bits hold, and padded amplitude rows whose pitch does not
-// fit (width near 2^31). The buffers are small: a call that wrote would run
-// past them.
-TEST(TofFrame, UnusableArgumentsAreRefusedBeforeAnyWrite) {
+// Refusals come before anything is written (the buffers are small: a call that
+// wrote would run past them). A depth type other than the context's gives -1
+// and its message on the pooled path (the serial path makes no such check).
+// Unusable arguments give "error: invalid params" and -2 on both paths: no
+// context, a null buffer, a negative height, more pixels than 32 bits hold,
+// and padded amplitude rows whose pitch does not fit (width near 2^31).
+TEST(TofFrame, RefusalsWriteNothing) {
   constexpr std::uint32_t kNear31 = 2147483647u;  // 2^31 - 1
+  const char* const kInvalid = "error: invalid params\n";
+  const toftest::Phases ph = toftest::random_phases(kPixels, false);
+  const std::int16_t* p = ph.p0.data();
+  const auto fixed_depth = toftest::quiet_setup(make_option(false));
   const tof_option o = make_option(true, false, 0, false, 0, 0, /*align=*/true);
   for (bool pooled : {true, false}) {
     const auto ctx = pooled ? toftest::quiet_setup(o) : toftest::setup_without_pool(o);
-    const toftest::Phases ph = toftest::random_phases(kPixels, false);
-    const std::int16_t* p = ph.p0.data();
     struct Case {
       tof_context* ctx;
+      bool float_depth;
       std::uint32_t w;
       std::int32_t h;
       bool null_phase, null_depth;
+      std::int32_t status;
+      const char* message;
     };
-    const Case cases[] = {
-        {nullptr, kW, kH, false, false},      {ctx.get(), kW, kH, true, false},
-        {ctx.get(), kW, kH, false, true},     {ctx.get(), 1, -1, false, false},
-        {ctx.get(), 64, -3, false, false},    {ctx.get(), 33, -3, false, false},
-        {ctx.get(), 65536, 65537, false, false},  // 2^32 + 2^16 pixels
-        {ctx.get(), 65536, 32768, false, false},  // 2^31 pixels
-        {ctx.get(), kNear31, 4, false, false},    // rows of 2^31 - 1 pixels, pitch 2^31
-        {ctx.get(), kNear31 - 15, 1, false, false},  // pixels fit, the pitch 2^31 does not
+    std::vector<Case> cases = {
+        {nullptr, true, kW, kH, false, false, -2, kInvalid},   {ctx.get(), true, kW, kH, true, false, -2, kInvalid},
+        {ctx.get(), true, kW, kH, false, true, -2, kInvalid},  {ctx.get(), true, 1, -1, false, false, -2, kInvalid},
+        {ctx.get(), true, 64, -3, false, false, -2, kInvalid}, {ctx.get(), true, 33, -3, false, false, -2, kInvalid},
+        {ctx.get(), true, 65536, 65537, false, false, -2, kInvalid},  // 2^32 + 2^16 pixels
+        {ctx.get(), true, 65536, 32768, false, false, -2, kInvalid},  // 2^31 pixels
+        {ctx.get(), true, kNear31, 4, false, false, -2, kInvalid},  // rows of 2^31 - 1, pitch 2^31
+        {ctx.get(), true, kNear31 - 15, 1, false, false, -2, kInvalid},  // the pitch 2^31 does not fit
     };
+    if (pooled) {
+      cases.push_back({ctx.get(), false, kW, kH, false, false, -1,
+                       "error: should not set 'depth_out_use_float' in option when setup_tof_context\n"});
+      cases.push_back({fixed_depth.get(), true, kW, kH, false, false, -1,
+                       "error: should set 'depth_out_use_float' in option when setup_tof_context\n"});
+    }
     for (const Case& c : cases) {
-      std::vector<float> depth(kPixels, -7.0f);
-      std::vector<std::uint8_t> amp(kPixels, 0xEE);
-      std::int32_t result = 0;
-      EXPECT_EQ(pxtest::capture_stdout([&] {
-                  result = toftest::call(c.ctx, true, Entry::kV3, c.w, c.h, p,
-                                         c.null_phase ? nullptr : p, p, p,
-                                         c.null_depth ? nullptr : depth.data(), amp.data(), 1.0f, 2.0f);
-                }),
-                "error: invalid params\n")
-          << c.w << "x" << c.h << (pooled ? " pooled" : " serial");
-      EXPECT_EQ(result, -2);
-      EXPECT_EQ(depth, std::vector<float>(kPixels, -7.0f));
-      EXPECT_EQ(amp, std::vector<std::uint8_t>(kPixels, 0xEE));
+      for (Entry e : {Entry::kPlain, Entry::kV2, Entry::kV3}) {
+        SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << (pooled ? " pooled" : " serial")
+                                        << " entry " << static_cast<int>(e));
+        std::vector<std::uint8_t> depth(kPixels * 4, 0xEE), amp(kPixels, 0xEE);
+        std::int32_t result = 0;
+        EXPECT_EQ(pxtest::capture_stdout([&] {
+                    result = toftest::call(c.ctx, c.float_depth, e, c.w, c.h, p, c.null_phase ? nullptr : p,
+                                           p, p, c.null_depth ? nullptr : depth.data(), amp.data(), 1.0f, 2.0f);
+                  }),
+                  c.message);
+        EXPECT_EQ(result, c.status);
+        EXPECT_EQ(depth, std::vector<std::uint8_t>(kPixels * 4, 0xEE));
+        EXPECT_EQ(amp, std::vector<std::uint8_t>(kPixels, 0xEE));
+      }
     }
   }
 }
