@@ -1,5 +1,5 @@
-// The vector arctangent and amplitude against their scalar forms, lane for
-// lane, on every vector target this CPU has.
+// The vector arctangent and amplitude root against their scalar forms, lane
+// for lane, on every vector target this CPU has.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "tof/tof_vector_test.cc"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
@@ -20,26 +20,11 @@ void AtanArrays(const float* y, const float* x, float* angle, std::size_t n, boo
     hn::StoreU(FastAtan2(df, hn::LoadU(df, y + i), hn::LoadU(df, x + i), pairs), df, angle + i);
 }
 
-void AmplitudeArrays(const float* x, const float* y, std::int32_t* amplitude, std::size_t n) {
-  const hn::ScalableTag<float> df;
-  const hn::RebindToSigned<decltype(df)> di;
-  for (std::size_t i = 0; i < n; i += hn::Lanes(df))
-    hn::StoreU(Amplitude(df, hn::LoadU(df, x + i), hn::LoadU(df, y + i)), di, amplitude + i);
-}
-
 void FloorSqrtArrays(const float* q, std::int32_t* root, std::size_t n) {
   const hn::ScalableTag<float> df;
   const hn::RebindToSigned<decltype(df)> di;
   for (std::size_t i = 0; i < n; i += hn::Lanes(df))
     hn::StoreU(FloorSqrt(df, hn::LoadU(df, q + i)), di, root + i);
-}
-
-void LowBits(const std::int32_t* v, std::uint16_t* low16, std::uint8_t* low8, std::size_t n) {
-  const hn::ScalableTag<std::int32_t> di;
-  for (std::size_t i = 0; i < n; i += hn::Lanes(di)) {
-    StoreLow16(di, hn::LoadU(di, v + i), low16 + i);
-    StoreLow8(di, hn::LoadU(di, v + i), low8 + i);
-  }
 }
 
 }  // namespace HWY_NAMESPACE
@@ -53,13 +38,10 @@ HWY_AFTER_NAMESPACE();
 
 #include "simd/dispatch.h"
 #include "support/test_support.h"
-#include "tof/amplitude.h"
 
 namespace pxkit {
 HWY_EXPORT(AtanArrays);
-HWY_EXPORT(AmplitudeArrays);
 HWY_EXPORT(FloorSqrtArrays);
-HWY_EXPORT(LowBits);
 }  // namespace pxkit
 
 namespace {
@@ -125,23 +107,6 @@ TEST_P(TofVector, FastAtan2MatchesScalarBitForBit) {
   }
 }
 
-TEST_P(TofVector, AmplitudeMatchesScalar) {
-  auto xs = pxtest::random_ints<float>(20000, -131070, 131070);
-  auto ys = pxtest::random_ints<float>(20000, -131070, 131070);
-  for (float extreme : {0.0f, 1.0f, -1.0f, 65535.0f, -65536.0f, 131070.0f, -131070.0f}) {
-    xs.push_back(extreme);
-    ys.push_back(-extreme);
-  }
-  pad(xs);
-  pad(ys);
-  std::vector<std::int32_t> amplitude(xs.size());
-  auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::AmplitudeArrays));
-  ASSERT_NE(kernel, nullptr);
-  kernel(xs.data(), ys.data(), amplitude.data(), xs.size());
-  for (std::size_t i = 0; i < xs.size(); ++i)
-    ASSERT_EQ(amplitude[i], pxkit::amplitude_scalar(xs[i], ys[i])) << xs[i] << ", " << ys[i];
-}
-
 // The f32 root can only land on the wrong integer next to a perfect square,
 // so every square up to the largest amplitude is tried with the f32 values
 // around it; q = x*x + y*y reaches 2 * 131070^2 (interleaved differences).
@@ -170,23 +135,6 @@ TEST_P(TofVector, FloorSqrtIsExactAroundEverySquare) {
   for (std::size_t i = 0; i < q.size(); ++i)
     ASSERT_EQ(root[i], static_cast<std::int32_t>(std::sqrt(static_cast<double>(q[i]))))
         << "q=" << q[i];
-}
-
-TEST_P(TofVector, StoresKeepTheLowBits) {
-  std::vector<std::int32_t> v = {0, 1, 255, 256, 300, 40000 << 2, 65535, 65536, -1, -32768,
-                                 0x7FFFFFFF, static_cast<std::int32_t>(0x80000000u), 185363};
-  pad(v);
-  std::vector<std::uint16_t> low16(v.size());
-  std::vector<std::uint8_t> low8(v.size());
-  auto* kernel = pxkit::simd::select(HWY_DISPATCH_TABLE(pxkit::LowBits));
-  ASSERT_NE(kernel, nullptr);
-  kernel(v.data(), low16.data(), low8.data(), v.size());
-  for (std::size_t i = 0; i < v.size(); ++i) {
-    EXPECT_EQ(low16[i], static_cast<std::uint16_t>(v[i]));
-    EXPECT_EQ(low8[i], static_cast<std::uint8_t>(v[i]));
-  }
-  EXPECT_EQ(low8[4], 44);        // 300 wraps to 44
-  EXPECT_EQ(low16[5], 28928);    // 40000 << 2 wraps to 28928
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, TofVector, testing::ValuesIn(pxtest::vector_targets()),
