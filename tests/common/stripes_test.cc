@@ -44,11 +44,7 @@ TEST(Stripes, SplitExamples) {
       {split_even(std::int64_t{65536} * 65537, 4),
        {0, 1073758208, 2147516416, 3221274624},
        {1073758208, 1073758208, 1073758208, 1073758208}},
-      // 5 interior rows (height 7), 4 stripes of 2: the last would get -1.
-      {split(5, 2, 4), {0, 2, 4, 5}, {2, 2, 1, 0}},
-      // 10 rows in 8 stripes of 2: three empty stripes at the end.
-      {split(10, 2, 8), {0, 2, 4, 6, 8, 10, 10, 10}, {2, 2, 2, 2, 2, 0, 0, 0}},
-      {split(9, 0, 3), {0, 0, 0}, {0, 0, 9}},
+      // Beyond the sweep below: more per stripe than there is, and a negative per.
       {split(9, 100, 3), {0, 9, 9}, {9, 0, 0}},
       {split(9, -4, 3), {0, 0, 0}, {0, 0, 9}},
   };
@@ -98,8 +94,9 @@ std::int32_t double_it(std::uint64_t arg0, std::uint64_t /*arg1*/) {
 }
 
 // Every block's task runs exactly once per run, on pools narrower and wider
-// than the stripe count, and its results are visible when run returns. After
-// the first frame, frames allocate nothing.
+// than the stripe count, and its results are visible when run returns. Frames
+// of the library's largest stripe count allocate nothing, not even the first:
+// the pool makes its queue nodes when it is created.
 TEST(Stripes, RunQueuesEveryBlockAndWaitsForAll) {
   for (std::uint32_t threads : {1u, 4u}) {
     pxkit::thread_pool* pool = pxkit::thread_pool_create(threads);
@@ -107,9 +104,8 @@ TEST(Stripes, RunQueuesEveryBlockAndWaitsForAll) {
     std::array<std::atomic<int>, 8> runs{};
     std::array<Block, 8> blocks{};
     stripes::bind(std::span(blocks), double_it);
-    std::uint64_t allocations = 0;
+    const std::uint64_t allocations = pxtest::library_allocations();
     for (int frame = 0; frame < 3; ++frame) {
-      if (frame == 1) allocations = pxtest::library_allocations();
       for (std::size_t k = 0; k < blocks.size(); ++k) {
         EXPECT_EQ(blocks[k].index, k);
         blocks[k].runs = &runs[k];
