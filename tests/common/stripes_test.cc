@@ -23,37 +23,31 @@ std::vector<Span> split(std::int64_t total, std::int64_t per, std::size_t n) {
   stripes::split(total, per, spans);
   return spans;
 }
+// The stripes' counts, after checking (gtest) that they follow each other from 0.
 std::vector<std::int64_t> counts(const std::vector<Span>& spans) {
   std::vector<std::int64_t> c;
-  for (const Span& s : spans) c.push_back(s.count);
+  std::int64_t next = 0;
+  for (const Span& s : spans) {
+    EXPECT_EQ(s.first, next);
+    next += s.count;
+    c.push_back(s.count);
+  }
   return c;
 }
 
+using Counts = std::vector<std::int64_t>;
+
 TEST(Stripes, SplitExamples) {
-  struct Case {
-    std::vector<Span> got;
-    std::vector<std::int64_t> firsts, counts;
-  };
-  const Case cases[] = {
-      {split_even(6, 4), {0, 1, 2, 3}, {1, 1, 1, 3}},
-      {split_even(3, 4), {0, 0, 0, 0}, {0, 0, 0, 3}},  // stripes 0-2 empty
-      {split_even(0, 4), {0, 0, 0, 0}, {0, 0, 0, 0}},
-      {split_even(-5, 4), {0, 0, 0, 0}, {0, 0, 0, 0}},
-      {split_even(5, 1), {0}, {5}},
-      // 65536 x 65537 pixels: 64-bit sizes throughout.
-      {split_even(std::int64_t{65536} * 65537, 4),
-       {0, 1073758208, 2147516416, 3221274624},
-       {1073758208, 1073758208, 1073758208, 1073758208}},
-      // Beyond the sweep below: more per stripe than there is, and a negative per.
-      {split(9, 100, 3), {0, 9, 9}, {9, 0, 0}},
-      {split(9, -4, 3), {0, 0, 0}, {0, 0, 9}},
-  };
-  for (const Case& c : cases) {
-    std::vector<std::int64_t> firsts;
-    for (const Span& s : c.got) firsts.push_back(s.first);
-    EXPECT_EQ(firsts, c.firsts);
-    EXPECT_EQ(counts(c.got), c.counts);
-  }
+  EXPECT_EQ(counts(split_even(6, 4)), (Counts{1, 1, 1, 3}));
+  EXPECT_EQ(counts(split_even(3, 4)), (Counts{0, 0, 0, 3}));  // stripes 0-2 empty
+  EXPECT_EQ(counts(split_even(0, 4)), (Counts{0, 0, 0, 0}));
+  EXPECT_EQ(counts(split_even(-5, 4)), (Counts{0, 0, 0, 0}));
+  EXPECT_EQ(counts(split_even(5, 1)), (Counts{5}));
+  // 65536 x 65537 pixels: 64-bit sizes throughout.
+  EXPECT_EQ(counts(split_even(std::int64_t{65536} * 65537, 4)), Counts(4, 1073758208));
+  // Beyond the sweep below: more per stripe than there is, and a negative per.
+  EXPECT_EQ(counts(split(9, 100, 3)), (Counts{9, 0, 0}));
+  EXPECT_EQ(counts(split(9, -4, 3)), (Counts{0, 0, 9}));
 }
 
 // Every split is contiguous, covers exactly the frame, and gives each stripe
@@ -61,18 +55,13 @@ TEST(Stripes, SplitExamples) {
 TEST(Stripes, SplitCoversFrameWithClampedCounts) {
   for (std::int64_t total = 0; total <= 40; ++total) {
     for (std::int64_t per = 0; per <= 12; ++per) {
-      for (std::size_t t = 1; t <= 8; ++t) {
-        const std::vector<Span> spans = split(total, per, t);
-        std::int64_t next = 0;
-        for (std::size_t k = 0; k < t; ++k) {
-          const auto kk = static_cast<std::int64_t>(k);
-          const std::int64_t want = k + 1 < t ? std::min(per, std::max<std::int64_t>(0, total - kk * per))
-                                              : std::max<std::int64_t>(0, total - per * (kk));
-          ASSERT_EQ(spans[k].first, next) << total << " " << per << " " << t << " " << k;
-          ASSERT_EQ(spans[k].count, want) << total << " " << per << " " << t << " " << k;
-          next += spans[k].count;
+      for (std::int64_t t = 1; t <= 8; ++t) {
+        Counts want;
+        for (std::int64_t k = 0; k + 1 < t; ++k) {
+          want.push_back(std::min(per, std::max<std::int64_t>(0, total - k * per)));
         }
-        ASSERT_EQ(next, total);
+        want.push_back(std::max<std::int64_t>(0, total - per * (t - 1)));
+        ASSERT_EQ(counts(split(total, per, static_cast<std::size_t>(t))), want) << total << " " << per << " " << t;
       }
     }
   }
