@@ -59,93 +59,88 @@ struct SingleCase {
   double scale, offset;
 };
 
-void PrintTo(const SingleCase& c, std::ostream* os) { *os << c.name; }
+const SingleCase kSingleCases[] = {
+    // name, format, interleave, reverse, fixed16, amp u8, align32, pfm, right, cut, mantissa, scale, offset
+    {"raw metres", Format::kRaw, false, false, false, false, false, false, 0, 0, 0, 0.397887, 0},
+    {"pgm interleaved reversed offset", Format::kPgm, true, true, false, false, false, true, 0, 0, 0, 0.5, 0.25},
+    {"png fixed16 mantissa 12 shifted aligned", Format::kPng, false, false, true, false, true, false, 1, 6, 12,
+     0.397887, 0},
+    {"raw interleaved fixed16 default mantissa u8", Format::kRaw, true, false, true, true, false, true, 1, 1, 0,
+     1.0, 0},
+};
 
-class CliSingleRoundTrip : public testing::TestWithParam<SingleCase> {};
+TEST(CliSingleRoundTrip, ToolMatchesTheLibrary) {
+  for (const SingleCase& c : kSingleCases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    const pxcli::Size size = scene().size;
+    const std::size_t n = size.pixels();
+    std::vector<std::string> files;
+    const auto planes = write_inputs(dir, 4, c.format, c.interleave, files);
 
-TEST_P(CliSingleRoundTrip, ToolMatchesTheLibrary) {
-  const SingleCase& c = GetParam();
-  ScratchDir dir;
-  const pxcli::Size size = scene().size;
-  const std::size_t n = size.pixels();
-  std::vector<std::string> files;
-  const auto planes = write_inputs(dir, 4, c.format, c.interleave, files);
+    std::vector<std::string> args{"tof", "--out", "run", "--scale", std::to_string(c.scale)};
+    if (c.format == Format::kRaw) args.insert(args.end(), {"--size", "50x30"});
+    if (c.interleave) args.push_back("--interleave");
+    if (c.reverse) args.push_back("--reverse-90-270");
+    if (c.fixed16) args.push_back("--fixed16");
+    if (c.amplitude_u8) args.push_back("--amplitude-u8");
+    if (c.align32) args.push_back("--amplitude-align32");
+    if (c.pfm) args.insert(args.end(), {"--format", "pfm"});
+    if (c.offset != 0) args.insert(args.end(), {"--offset", std::to_string(c.offset)});
+    args.insert(args.end(), {"--right-shift-bits", std::to_string(c.right_shift), "--cut-higher-amplitude-bits",
+                             std::to_string(c.cut), "--mantissa-bits", std::to_string(c.mantissa)});
+    args.insert(args.end(), files.begin(), files.end());
+    const ToolRun run = run_tool(args, dir.path());
+    ASSERT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(line_count(run.out), 1) << run.out;  // the library's setup report stays off the terminal
 
-  std::vector<std::string> args{"tof", "--out", "run", "--scale", std::to_string(c.scale)};
-  if (c.format == Format::kRaw) args.insert(args.end(), {"--size", "50x30"});
-  if (c.interleave) args.push_back("--interleave");
-  if (c.reverse) args.push_back("--reverse-90-270");
-  if (c.fixed16) args.push_back("--fixed16");
-  if (c.amplitude_u8) args.push_back("--amplitude-u8");
-  if (c.align32) args.push_back("--amplitude-align32");
-  if (c.pfm) args.insert(args.end(), {"--format", "pfm"});
-  if (c.offset != 0) args.insert(args.end(), {"--offset", std::to_string(c.offset)});
-  args.insert(args.end(), {"--right-shift-bits", std::to_string(c.right_shift), "--cut-higher-amplitude-bits",
-                           std::to_string(c.cut), "--mantissa-bits", std::to_string(c.mantissa)});
-  args.insert(args.end(), files.begin(), files.end());
-  const ToolRun run = run_tool(args, dir.path());
-  ASSERT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(line_count(run.out), 1) << run.out;  // the library's setup report stays off the terminal
-
-  // The same frame straight through the library.
-  tof_option opt{};
-  opt.enable_substract_interleave = c.interleave;
-  opt.right_shift_bits = static_cast<std::uint8_t>(c.right_shift);
-  opt.reverse_90_270 = c.reverse;
-  opt.cut_higher_amplitude_bits = static_cast<std::uint8_t>(c.cut);
-  opt.mantissa_bits = static_cast<std::uint8_t>(c.mantissa);
-  opt.depth_out_use_float = !c.fixed16;
-  opt.amplitude_out_use_16bit = !c.amplitude_u8;  // rows packed: the tool strips any padding
-  testing::internal::CaptureStdout();
-  tof_context* ctx = setup_tof_context(&opt);
-  testing::internal::GetCapturedStdout();
-  ASSERT_NE(ctx, nullptr);
-  const auto p = [&](int k) { return reinterpret_cast<const std::int16_t*>(planes[k].data()); };
-  std::vector<float> want(n);
-  std::vector<std::uint16_t> amp16(n);
-  std::vector<std::uint8_t> amp8(n);
-  void* amp = c.amplitude_u8 ? static_cast<void*>(amp8.data()) : amp16.data();
-  const auto scale = static_cast<float>(std::stod(std::to_string(c.scale)));
-  const auto offset = static_cast<float>(std::stod(std::to_string(c.offset)));
-  const auto h = static_cast<std::int32_t>(size.height);
-  if (c.fixed16) {
-    std::vector<std::int16_t> fixed(n);
-    ASSERT_EQ(cal_tof_depth_amplitude_fixed16_v3(ctx, size.width, h, p(0), p(1), p(2), p(3), fixed.data(), amp,
+    // The same frame straight through the library.
+    tof_option opt{};
+    opt.enable_substract_interleave = c.interleave;
+    opt.right_shift_bits = static_cast<std::uint8_t>(c.right_shift);
+    opt.reverse_90_270 = c.reverse;
+    opt.cut_higher_amplitude_bits = static_cast<std::uint8_t>(c.cut);
+    opt.mantissa_bits = static_cast<std::uint8_t>(c.mantissa);
+    opt.depth_out_use_float = !c.fixed16;
+    opt.amplitude_out_use_16bit = !c.amplitude_u8;  // rows packed: the tool strips any padding
+    testing::internal::CaptureStdout();
+    tof_context* ctx = setup_tof_context(&opt);
+    testing::internal::GetCapturedStdout();
+    ASSERT_NE(ctx, nullptr);
+    const auto p = [&](int k) { return reinterpret_cast<const std::int16_t*>(planes[k].data()); };
+    std::vector<float> want(n);
+    std::vector<std::uint16_t> amp16(n);
+    std::vector<std::uint8_t> amp8(n);
+    void* amp = c.amplitude_u8 ? static_cast<void*>(amp8.data()) : amp16.data();
+    const auto scale = static_cast<float>(std::stod(std::to_string(c.scale)));
+    const auto offset = static_cast<float>(std::stod(std::to_string(c.offset)));
+    const auto h = static_cast<std::int32_t>(size.height);
+    if (c.fixed16) {
+      std::vector<std::int16_t> fixed(n);
+      ASSERT_EQ(cal_tof_depth_amplitude_fixed16_v3(ctx, size.width, h, p(0), p(1), p(2), p(3), fixed.data(), amp,
+                                                   scale, offset), 0);
+      const int m = c.mantissa == 0 || c.mantissa > 15 ? 10 : c.mantissa;
+      for (std::size_t i = 0; i < n; ++i) want[i] = static_cast<float>(fixed[i]) / static_cast<float>(1 << m);
+    } else {
+      ASSERT_EQ(cal_tof_depth_amplitude_float_v3(ctx, size.width, h, p(0), p(1), p(2), p(3), want.data(), amp,
                                                  scale, offset), 0);
-    const int m = c.mantissa == 0 || c.mantissa > 15 ? 10 : c.mantissa;
-    for (std::size_t i = 0; i < n; ++i) want[i] = static_cast<float>(fixed[i]) / static_cast<float>(1 << m);
-  } else {
-    ASSERT_EQ(cal_tof_depth_amplitude_float_v3(ctx, size.width, h, p(0), p(1), p(2), p(3), want.data(), amp,
-                                               scale, offset), 0);
-  }
-  destroy_tof_context(ctx);
+    }
+    destroy_tof_context(ctx);
 
-  const std::string depth_file = c.pfm ? "run_depth.pfm" : "run_depth.tiff";
-  EXPECT_TRUE(same_bits(read_floats(dir / depth_file, size.width, size.height), want));
-  std::uint32_t w = 0, h8 = 0;
-  if (c.amplitude_u8) {
-    EXPECT_EQ(read_png_grey8(dir / "run_amplitude.png", w, h8), amp8);
-  } else {
-    const pxcli::SampleImage amplitude = pxcli::read_sample_image(dir / "run_amplitude.png", nullptr);
-    EXPECT_EQ(amplitude.size.width, size.width);
-    EXPECT_EQ(amplitude.samples, amp16);
+    const std::string depth_file = c.pfm ? "run_depth.pfm" : "run_depth.tiff";
+    EXPECT_TRUE(same_bits(read_floats(dir / depth_file, size.width, size.height), want));
+    std::uint32_t w = 0, h8 = 0;
+    if (c.amplitude_u8) {
+      EXPECT_EQ(read_png_grey8(dir / "run_amplitude.png", w, h8), amp8);
+    } else {
+      const pxcli::SampleImage amplitude = pxcli::read_sample_image(dir / "run_amplitude.png", nullptr);
+      EXPECT_EQ(amplitude.size.width, size.width);
+      EXPECT_EQ(amplitude.samples, amp16);
+    }
+    EXPECT_TRUE(std::filesystem::exists(dir / "run_depth.png"));
   }
-  EXPECT_TRUE(std::filesystem::exists(dir / "run_depth.png"));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Options, CliSingleRoundTrip,
-    testing::Values(
-        // name, format, interleave, reverse, fixed16, amp u8, align32, pfm, right, cut, mantissa, scale, offset
-        SingleCase{"RawMetres", Format::kRaw, false, false, false, false, false, false, 0, 0, 0, 0.397887, 0},
-        SingleCase{"PgmInterleavedReversedOffset", Format::kPgm, true, true, false, false, false, true, 0, 0, 0,
-                   0.5, 0.25},
-        SingleCase{"PngFixed16Mantissa12ShiftedAligned", Format::kPng, false, false, true, false, true, false, 1,
-                   6, 12, 0.397887, 0},
-        SingleCase{"RawInterleavedFixedDefaultMantissaU8", Format::kRaw, true, false, true, true, false, true, 1,
-                   1, 0, 1.0, 0}),
-    [](const testing::TestParamInfo<SingleCase>& param) { return std::string(param.param.name); });
 
 TEST(CliDualRoundTrip, ToolMatchesTheLibrary) {
   for (const bool interleave : {false, true}) {

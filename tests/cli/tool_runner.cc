@@ -24,12 +24,6 @@ namespace clitest {
 
 namespace fs = std::filesystem;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-
 ScratchDir::ScratchDir() {
   std::string pattern = (fs::temp_directory_path() / "pxkit-cli-XXXXXX").string();
   if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
@@ -80,11 +74,12 @@ ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, c
         chdir(dir.c_str()) != 0) {
       _exit(127);
     }
-    // Sanitizer run-times reserve terabytes of address space: no limit there.
-    if (limits.address_space_bytes != 0 && !kSanitized) {
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // their run-times reserve terabytes
+    if (limits.address_space_bytes != 0) {
       const struct rlimit rl = {limits.address_space_bytes, limits.address_space_bytes};
       if (setrlimit(RLIMIT_AS, &rl) != 0) _exit(127);
     }
+#endif
     if (limits.file_size_bytes != 0) {
       const struct rlimit rl = {limits.file_size_bytes, limits.file_size_bytes};
       signal(SIGXFSZ, SIG_IGN);  // an over-long write then fails with EFBIG instead of killing the tool
