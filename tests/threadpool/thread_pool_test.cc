@@ -128,38 +128,31 @@ std::int32_t wait_at_gate(std::uint64_t arg0, std::uint64_t) {
   return 1;
 }
 
-TEST(ThreadPool, CallerRunsQueuedTasksWhileItsWorkersAreBusy) {
+std::int32_t must_not_run(std::uint64_t, std::uint64_t) {
+  ADD_FAILURE() << "an abandoned task ran";
+  return 2;
+}
+
+// With both workers busy, a waiting caller runs a queued task itself. Destroy
+// then lets the workers finish their tasks and abandons the queued ones untouched.
+TEST(ThreadPool, CallerRunsQueuedTasksWhileWorkersAreBusyAndDestroyAbandonsTheRest) {
   thread_pool* pool = pxkit::thread_pool_create(2);
   Gate gate;
   thread_pool_task busy[2] = {{wait_at_gate, as_arg(&gate), 0, 0}, {wait_at_gate, as_arg(&gate), 0, 0}};
   for (auto& t : busy) pxkit::thread_pool_add_task(pool, &t);
   while (gate.entered != 2) std::this_thread::yield();
   EXPECT_EQ(round_trip(pool, 5), 5);  // neither worker is free: the caller ran it
-  gate.open = true;
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(pxkit::thread_pool_wait(pool)->result, 1);
-  pxkit::thread_pool_destroy(pool);
-}
-
-std::int32_t must_not_run(std::uint64_t, std::uint64_t) {
-  ADD_FAILURE() << "an abandoned task ran";
-  return 2;
-}
-
-TEST(ThreadPool, DestroyAbandonsQueuedTasksUntouched) {
-  thread_pool* pool = pxkit::thread_pool_create(1);
-  Gate gate;
-  thread_pool_task busy{wait_at_gate, as_arg(&gate), 0, 0};
   thread_pool_task queued[3];
-  for (auto& t : queued) t = {must_not_run, 0, 0, -5};
-  pxkit::thread_pool_add_task(pool, &busy);
-  while (gate.entered == 0) std::this_thread::yield();
-  for (auto& t : queued) pxkit::thread_pool_add_task(pool, &t);
-  // Destroy sets `stop` first; the worker then ends after its current task.
+  for (auto& t : queued) {
+    t = {must_not_run, 0, 0, -5};
+    pxkit::thread_pool_add_task(pool, &t);
+  }
+  // Destroy sets `stop` first; the workers then end after their current tasks.
   std::thread destroyer([&] { pxkit::thread_pool_destroy(pool); });
   while (pool->stop.load() == 0) std::this_thread::yield();
   gate.open = true;
   destroyer.join();
-  EXPECT_EQ(busy.result, 1);
+  for (auto& t : busy) EXPECT_EQ(t.result, 1);
   for (auto& t : queued) EXPECT_EQ(t.result, -5);
 }
 
