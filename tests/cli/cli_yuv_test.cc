@@ -33,16 +33,10 @@ std::vector<std::uint8_t> library_result(const std::vector<std::uint8_t>& nv12, 
                                          std::uint32_t dh, std::uint32_t method) {
   void* ctx = create_img_scale_ctx(kW, kH, dw, dh, 1, 2, method, 0);
   std::vector<std::uint8_t> out(std::size_t{dw} * dh + 2 * std::size_t{dw / 2} * (dh / 2));
-  img_planes src{}, dst{};
-  src.plane[0] = const_cast<std::uint8_t*>(nv12.data());
-  src.plane[1] = src.plane[0] + std::size_t{kW} * kH;
-  src.stride[0] = kW;
-  src.stride[1] = kW / 2 * 2;
-  dst.plane[0] = out.data();
-  dst.plane[1] = out.data() + std::size_t{dw} * dh;
-  dst.plane[2] = dst.plane[1] + std::size_t{dw / 2} * (dh / 2);
-  dst.stride[0] = dw;
-  dst.stride[1] = dst.stride[2] = dw / 2;
+  std::uint8_t* const y = const_cast<std::uint8_t*>(nv12.data());
+  std::uint8_t* const u = out.data() + std::size_t{dw} * dh;
+  img_planes src{{y, y + std::size_t{kW} * kH}, {kW, kW / 2 * 2}};
+  img_planes dst{{out.data(), u, u + std::size_t{dw / 2} * (dh / 2)}, {dw, dw / 2, dw / 2}};
   EXPECT_EQ(img_scale(ctx, &src, &dst), 0);
   destroy_img_scale_ctx(ctx);
   return out;
