@@ -5,10 +5,11 @@
 #include <string.h>
 
 int main(void) {
-  static const uint8_t expected[8] = {PXKIT_VERSION_MAJOR, PXKIT_VERSION_MINOR,
-                                      PXKIT_VERSION_PATCH & 0xFF, PXKIT_VERSION_PATCH >> 8,
-                                      0xE5, 0x07, 0x09, 0x12};
-  uint8_t version[8];
+  static const uint8_t expected[10] = {PXKIT_VERSION_MAJOR, PXKIT_VERSION_MINOR,
+                                       PXKIT_VERSION_PATCH & 0xFF, PXKIT_VERSION_PATCH >> 8,
+                                       0xE5, 0x07, 0x09, 0x12, 0xCC, 0xCC};
+  uint8_t version[10];
+  memset(version, 0xCC, sizeof version); /* nothing may be written past the eight bytes */
   if (get_pxkit_version(version) != version || memcmp(version, expected, sizeof expected) != 0) {
     puts("get_pxkit_version returned wrong bytes");
     return 1;

@@ -1,5 +1,5 @@
-// pxkit grey and pxkit rotate: results equal direct library calls, every
-// layout gives the same picture, refusals are one line with exit code 2.
+// pxkit grey and pxkit rotate: results equal direct library calls and every
+// layout gives the same picture (refusals: cli_errors_test.cc).
 #include <gtest/gtest.h>
 #include <pxkit.h>
 
@@ -78,27 +78,6 @@ TEST(CliRotate, ZeroDegreesKeepsTheInteriorAndTheAngleTurnsThePicture) {
   const auto half = read_png_grey8(dir / "half.png", w, h);
   EXPECT_NEAR(half[5 * kW + 11], grey[5 * kW + 11], 1);
   EXPECT_NEAR(half[5 * kW + 8], grey[5 * kW + 14], 1);
-}
-
-TEST(CliColourErrors, RefusalsAreOneLine) {
-  ScratchDir dir;
-  pxcli::write_png_rgb8(dir / "in.png", {kW, kH}, colour_pixels());
-  write_bytes(dir / "junk.png", {1, 2, 3});
-  expect_refused(dir, {"grey", "in.png"}, "output");
-  expect_refused(dir, {"grey", "absent.png", "out.png"}, "cannot read absent.png");
-  expect_refused(dir, {"grey", ".", "out.png"}, "not a regular file");
-  expect_refused(dir, {"grey", "junk.png", "out.png"}, "junk.png: not a readable PNG");
-  expect_refused(dir, {"grey", "in.png", "out.png", "--size", "0x3"}, "bad size '0x3'");
-  expect_refused(dir, {"grey", "in.png", "out.png", "--layout", "yuv"}, "bad layout 'yuv'");
-  expect_refused(dir, {"rotate", "in.png", "out.png"}, "--angle");
-  expect_refused(dir, {"rotate", "in.png", "out.png", "--angle", "nan"}, "--angle must be a finite");
-  expect_refused(dir, {"rotate", "in.png", "out.png", "--angle", "5", "--a", "99"}, "--a must be between");
-  expect_refused(dir, {"rotate", "in.png", "no-such-dir/out.png", "--angle", "5"}, "no-such-dir");
-  for (const char* command : {"grey", "rotate"}) {
-    const ToolRun help = run_tool({command, "--help"}, dir.path());
-    EXPECT_EQ(help.exit_code, 0);
-    EXPECT_NE(help.out.find("libpxkit"), std::string::npos);
-  }
 }
 
 }  // namespace

@@ -26,72 +26,29 @@ const pxcli::ToFScene& scene() {
   return s;
 }
 
-// Pairs (a, b) per pixel with a - b equal to the plane's sample.
-std::vector<std::uint16_t> interleaved(const std::vector<std::uint16_t>& plane, std::uint32_t seed) {
-  std::mt19937 rng(seed);
-  std::vector<std::uint16_t> pairs;
-  for (std::uint16_t v : plane) {
-    const auto b = static_cast<std::uint16_t>(rng() % 3000);
-    pairs.push_back(static_cast<std::uint16_t>(v + b));
-    pairs.push_back(b);
-  }
-  return pairs;
-}
-
 enum class Format { kRaw, kPgm, kPng };
 
-// The sample planes as the files hold them (pairs when interleaved).
-std::vector<std::vector<std::uint16_t>> input_planes(int count, bool interleave) {
-  std::vector<std::vector<std::uint16_t>> planes;
+// The scene's first `count` sample planes as the files hold them: interleaved,
+// each sample becomes a pair (a, b) with a - b equal to it. Writes them as
+// p0.raw, p1.raw ... (or .pgm, .png) and returns their names.
+std::vector<std::vector<std::uint16_t>> write_inputs(const ScratchDir& dir, int count, Format format,
+                                                     bool interleave, std::vector<std::string>& names) {
+  const pxcli::Size grid{scene().size.width * (interleave ? 2 : 1), scene().size.height};
+  std::mt19937 rng(11);
+  std::vector<std::vector<std::uint16_t>> planes(count);
   for (int k = 0; k < count; ++k) {
-    planes.push_back(interleave ? interleaved(scene().planes[k], 11u + static_cast<std::uint32_t>(k))
-                                : scene().planes[k]);
+    for (std::uint16_t v : scene().planes[k]) {
+      const auto b = static_cast<std::uint16_t>(rng() % 3000);
+      if (interleave) planes[k].insert(planes[k].end(), {static_cast<std::uint16_t>(v + b), b});
+      else planes[k].push_back(v);
+    }
+    const char* extension = format == Format::kRaw ? ".raw" : format == Format::kPgm ? ".pgm" : ".png";
+    names.push_back("p" + std::to_string(k) + extension);
+    if (format == Format::kRaw) write_raw(dir / names.back(), planes[k]);
+    if (format == Format::kPgm) write_pgm16(dir / names.back(), grid.width, grid.height, planes[k]);
+    if (format == Format::kPng) pxcli::write_png_grey16(dir / names.back(), grid, planes[k]);
   }
   return planes;
-}
-
-// Writes the planes and returns their file names.
-std::vector<std::string> write_inputs(const ScratchDir& dir, const std::vector<std::vector<std::uint16_t>>& planes,
-                                      Format format, bool interleave) {
-  const pxcli::Size size = scene().size;
-  const std::uint32_t grid_w = size.width * (interleave ? 2 : 1);
-  std::vector<std::string> names;
-  for (std::size_t k = 0; k < planes.size(); ++k) {
-    const std::string stem = "p" + std::to_string(k);
-    switch (format) {
-      case Format::kRaw:
-        names.push_back(stem + ".raw");
-        write_raw(dir / names.back(), planes[k]);
-        break;
-      case Format::kPgm:
-        names.push_back(stem + ".pgm");
-        write_pgm16(dir / names.back(), grid_w, size.height, planes[k]);
-        break;
-      case Format::kPng:
-        names.push_back(stem + ".png");
-        pxcli::write_png_grey16(dir / names.back(), {grid_w, size.height}, planes[k]);
-        break;
-    }
-  }
-  return names;
-}
-
-std::vector<const std::int16_t*> signed_planes(const std::vector<std::vector<std::uint16_t>>& planes,
-                                               std::vector<std::vector<std::int16_t>>& store) {
-  std::vector<const std::int16_t*> out;
-  for (const auto& p : planes) {
-    store.emplace_back(p.size());
-    std::memcpy(store.back().data(), p.data(), p.size() * 2);
-    out.push_back(store.back().data());
-  }
-  return out;
-}
-
-void expect_same_bits(const std::vector<float>& got, const std::vector<float>& want) {
-  ASSERT_EQ(got.size(), want.size());
-  std::size_t differ = 0;
-  for (std::size_t i = 0; i < got.size(); ++i) differ += std::memcmp(&got[i], &want[i], 4) != 0;
-  EXPECT_EQ(differ, 0u) << "first: tool " << got[0] << " library " << want[0];
 }
 
 struct SingleCase {
@@ -102,101 +59,88 @@ struct SingleCase {
   double scale, offset;
 };
 
-void PrintTo(const SingleCase& c, std::ostream* os) { *os << c.name; }
+const SingleCase kSingleCases[] = {
+    // name, format, interleave, reverse, fixed16, amp u8, align32, pfm, right, cut, mantissa, scale, offset
+    {"raw metres", Format::kRaw, false, false, false, false, false, false, 0, 0, 0, 0.397887, 0},
+    {"pgm interleaved reversed offset", Format::kPgm, true, true, false, false, false, true, 0, 0, 0, 0.5, 0.25},
+    {"png fixed16 mantissa 12 shifted aligned", Format::kPng, false, false, true, false, true, false, 1, 6, 12,
+     0.397887, 0},
+    {"raw interleaved fixed16 default mantissa u8", Format::kRaw, true, false, true, true, false, true, 1, 1, 0,
+     1.0, 0},
+};
 
-class CliSingleRoundTrip : public testing::TestWithParam<SingleCase> {};
+TEST(CliSingleRoundTrip, ToolMatchesTheLibrary) {
+  for (const SingleCase& c : kSingleCases) {
+    SCOPED_TRACE(c.name);
+    ScratchDir dir;
+    const pxcli::Size size = scene().size;
+    const std::size_t n = size.pixels();
+    std::vector<std::string> files;
+    const auto planes = write_inputs(dir, 4, c.format, c.interleave, files);
 
-std::vector<float> read_depth(const ScratchDir& dir, bool pfm, pxcli::Size expected) {
-  std::uint32_t w = 0, h = 0;
-  std::vector<float> depth = pfm ? read_pfm(dir / "run_depth.pfm", w, h) : read_tiff_float(dir / "run_depth.tiff", w, h);
-  EXPECT_EQ(w, expected.width);
-  EXPECT_EQ(h, expected.height);
-  return depth;
-}
+    std::vector<std::string> args{"tof", "--out", "run", "--scale", std::to_string(c.scale)};
+    if (c.format == Format::kRaw) args.insert(args.end(), {"--size", "50x30"});
+    if (c.interleave) args.push_back("--interleave");
+    if (c.reverse) args.push_back("--reverse-90-270");
+    if (c.fixed16) args.push_back("--fixed16");
+    if (c.amplitude_u8) args.push_back("--amplitude-u8");
+    if (c.align32) args.push_back("--amplitude-align32");
+    if (c.pfm) args.insert(args.end(), {"--format", "pfm"});
+    if (c.offset != 0) args.insert(args.end(), {"--offset", std::to_string(c.offset)});
+    args.insert(args.end(), {"--right-shift-bits", std::to_string(c.right_shift), "--cut-higher-amplitude-bits",
+                             std::to_string(c.cut), "--mantissa-bits", std::to_string(c.mantissa)});
+    args.insert(args.end(), files.begin(), files.end());
+    const ToolRun run = run_tool(args, dir.path());
+    ASSERT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(line_count(run.out), 1) << run.out;  // the library's setup report stays off the terminal
 
-TEST_P(CliSingleRoundTrip, ToolMatchesTheLibrary) {
-  const SingleCase& c = GetParam();
-  ScratchDir dir;
-  const pxcli::Size size = scene().size;
-  const std::size_t n = size.pixels();
-  const auto planes = input_planes(4, c.interleave);
-  const auto files = write_inputs(dir, planes, c.format, c.interleave);
-
-  std::vector<std::string> args{"tof", "--out", "run", "--scale", std::to_string(c.scale)};
-  if (c.format == Format::kRaw) args.insert(args.end(), {"--size", "50x30"});
-  if (c.interleave) args.push_back("--interleave");
-  if (c.reverse) args.push_back("--reverse-90-270");
-  if (c.fixed16) args.push_back("--fixed16");
-  if (c.amplitude_u8) args.push_back("--amplitude-u8");
-  if (c.align32) args.push_back("--amplitude-align32");
-  if (c.pfm) args.insert(args.end(), {"--format", "pfm"});
-  if (c.offset != 0) args.insert(args.end(), {"--offset", std::to_string(c.offset)});
-  args.insert(args.end(), {"--right-shift-bits", std::to_string(c.right_shift), "--cut-higher-amplitude-bits",
-                           std::to_string(c.cut), "--mantissa-bits", std::to_string(c.mantissa)});
-  args.insert(args.end(), files.begin(), files.end());
-  const ToolRun run = run_tool(args, dir.path());
-  ASSERT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_EQ(run.err, "");
-  EXPECT_EQ(line_count(run.out), 1) << run.out;  // the library's setup report stays off the terminal
-
-  // The same frame straight through the library.
-  tof_option opt{};
-  opt.enable_substract_interleave = c.interleave;
-  opt.right_shift_bits = static_cast<std::uint8_t>(c.right_shift);
-  opt.reverse_90_270 = c.reverse;
-  opt.cut_higher_amplitude_bits = static_cast<std::uint8_t>(c.cut);
-  opt.mantissa_bits = static_cast<std::uint8_t>(c.mantissa);
-  opt.depth_out_use_float = !c.fixed16;
-  opt.amplitude_out_use_16bit = !c.amplitude_u8;  // rows packed: the tool strips any padding
-  testing::internal::CaptureStdout();
-  tof_context* ctx = setup_tof_context(&opt);
-  testing::internal::GetCapturedStdout();
-  ASSERT_NE(ctx, nullptr);
-  std::vector<std::vector<std::int16_t>> store;
-  const auto p = signed_planes(planes, store);
-  std::vector<float> want(n);
-  std::vector<std::uint16_t> amp16(n);
-  std::vector<std::uint8_t> amp8(n);
-  void* amp = c.amplitude_u8 ? static_cast<void*>(amp8.data()) : amp16.data();
-  const auto scale = static_cast<float>(std::stod(std::to_string(c.scale)));
-  const auto offset = static_cast<float>(std::stod(std::to_string(c.offset)));
-  const auto h = static_cast<std::int32_t>(size.height);
-  if (c.fixed16) {
-    std::vector<std::int16_t> fixed(n);
-    ASSERT_EQ(cal_tof_depth_amplitude_fixed16_v3(ctx, size.width, h, p[0], p[1], p[2], p[3], fixed.data(), amp,
+    // The same frame straight through the library.
+    tof_option opt{};
+    opt.enable_substract_interleave = c.interleave;
+    opt.right_shift_bits = static_cast<std::uint8_t>(c.right_shift);
+    opt.reverse_90_270 = c.reverse;
+    opt.cut_higher_amplitude_bits = static_cast<std::uint8_t>(c.cut);
+    opt.mantissa_bits = static_cast<std::uint8_t>(c.mantissa);
+    opt.depth_out_use_float = !c.fixed16;
+    opt.amplitude_out_use_16bit = !c.amplitude_u8;  // rows packed: the tool strips any padding
+    testing::internal::CaptureStdout();
+    tof_context* ctx = setup_tof_context(&opt);
+    testing::internal::GetCapturedStdout();
+    ASSERT_NE(ctx, nullptr);
+    const auto p = [&](int k) { return reinterpret_cast<const std::int16_t*>(planes[k].data()); };
+    std::vector<float> want(n);
+    std::vector<std::uint16_t> amp16(n);
+    std::vector<std::uint8_t> amp8(n);
+    void* amp = c.amplitude_u8 ? static_cast<void*>(amp8.data()) : amp16.data();
+    const auto scale = static_cast<float>(std::stod(std::to_string(c.scale)));
+    const auto offset = static_cast<float>(std::stod(std::to_string(c.offset)));
+    const auto h = static_cast<std::int32_t>(size.height);
+    if (c.fixed16) {
+      std::vector<std::int16_t> fixed(n);
+      ASSERT_EQ(cal_tof_depth_amplitude_fixed16_v3(ctx, size.width, h, p(0), p(1), p(2), p(3), fixed.data(), amp,
+                                                   scale, offset), 0);
+      const int m = c.mantissa == 0 || c.mantissa > 15 ? 10 : c.mantissa;
+      for (std::size_t i = 0; i < n; ++i) want[i] = static_cast<float>(fixed[i]) / static_cast<float>(1 << m);
+    } else {
+      ASSERT_EQ(cal_tof_depth_amplitude_float_v3(ctx, size.width, h, p(0), p(1), p(2), p(3), want.data(), amp,
                                                  scale, offset), 0);
-    const int m = c.mantissa == 0 || c.mantissa > 15 ? 10 : c.mantissa;
-    for (std::size_t i = 0; i < n; ++i) want[i] = static_cast<float>(fixed[i]) / static_cast<float>(1 << m);
-  } else {
-    ASSERT_EQ(cal_tof_depth_amplitude_float_v3(ctx, size.width, h, p[0], p[1], p[2], p[3], want.data(), amp,
-                                               scale, offset), 0);
-  }
-  destroy_tof_context(ctx);
+    }
+    destroy_tof_context(ctx);
 
-  expect_same_bits(read_depth(dir, c.pfm, size), want);
-  std::uint32_t w = 0, h8 = 0;
-  if (c.amplitude_u8) {
-    EXPECT_EQ(read_png_grey8(dir / "run_amplitude.png", w, h8), amp8);
-  } else {
-    const pxcli::SampleImage amplitude = pxcli::read_sample_image(dir / "run_amplitude.png", nullptr);
-    EXPECT_EQ(amplitude.size.width, size.width);
-    EXPECT_EQ(amplitude.samples, amp16);
+    const std::string depth_file = c.pfm ? "run_depth.pfm" : "run_depth.tiff";
+    EXPECT_TRUE(same_bits(read_floats(dir / depth_file, size.width, size.height), want));
+    std::uint32_t w = 0, h8 = 0;
+    if (c.amplitude_u8) {
+      EXPECT_EQ(read_png_grey8(dir / "run_amplitude.png", w, h8), amp8);
+    } else {
+      const pxcli::SampleImage amplitude = pxcli::read_sample_image(dir / "run_amplitude.png", nullptr);
+      EXPECT_EQ(amplitude.size.width, size.width);
+      EXPECT_EQ(amplitude.samples, amp16);
+    }
+    EXPECT_TRUE(std::filesystem::exists(dir / "run_depth.png"));
   }
-  EXPECT_TRUE(std::filesystem::exists(dir / "run_depth.png"));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Options, CliSingleRoundTrip,
-    testing::Values(
-        // name, format, interleave, reverse, fixed16, amp u8, align32, pfm, right, cut, mantissa, scale, offset
-        SingleCase{"RawMetres", Format::kRaw, false, false, false, false, false, false, 0, 0, 0, 0.397887, 0},
-        SingleCase{"PgmInterleavedReversedOffset", Format::kPgm, true, true, false, false, false, true, 0, 0, 0,
-                   0.5, 0.25},
-        SingleCase{"PngFixed16Mantissa12ShiftedAligned", Format::kPng, false, false, true, false, true, false, 1,
-                   6, 12, 0.397887, 0},
-        SingleCase{"RawInterleavedFixedDefaultMantissaU8", Format::kRaw, true, false, true, true, false, true, 1,
-                   1, 0, 1.0, 0}),
-    [](const testing::TestParamInfo<SingleCase>& param) { return std::string(param.param.name); });
 
 TEST(CliDualRoundTrip, ToolMatchesTheLibrary) {
   for (const bool interleave : {false, true}) {
@@ -204,8 +148,8 @@ TEST(CliDualRoundTrip, ToolMatchesTheLibrary) {
     ScratchDir dir;
     const pxcli::Size size = scene().size;
     const std::size_t n = size.pixels();
-    const auto planes = input_planes(8, interleave);
-    const auto files = write_inputs(dir, planes, Format::kRaw, interleave);
+    std::vector<std::string> files;
+    const auto planes = write_inputs(dir, 8, Format::kRaw, interleave, files);
     // Metres per wrap of frequency 1 from its frequency (40 MHz), and phase offsets.
     std::vector<std::string> args{"tof", "--dual", "--size", "50x30", "--out", "run", "--freq", "4e7",
                                   "--offset0", "0.125", "--offset1", "-0.25", "--m0", "3", "--m1", "2"};
@@ -235,7 +179,7 @@ TEST(CliDualRoundTrip, ToolMatchesTheLibrary) {
     destroy_tof_dual_context(ctx);
     const auto metres_per_wrap = static_cast<float>(pxcli::kSpeedOfLight / (2 * 4e7));
     for (float& d : want) d *= metres_per_wrap;
-    expect_same_bits(read_depth(dir, false, size), want);
+    EXPECT_TRUE(same_bits(read_floats(dir / "run_depth.tiff", size.width, size.height), want));
     EXPECT_EQ(pxcli::read_sample_image(dir / "run_amplitude.png", nullptr).samples, amplitude);
     // The dual default colour range is the whole unambiguous range, m1 wraps.
     EXPECT_NE(run.out.find("colours 0 to 7.49481"), std::string::npos) << run.out;

@@ -1,5 +1,5 @@
 // pxkit warp: an axis-aligned and a tilted region come out upright with the
-// right pixels; bad arguments and inputs are refused with one line and exit 2.
+// right pixels (refusals: cli_errors_test.cc).
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -53,36 +53,6 @@ TEST(CliWarp, CutsTheRegionUpright) {
       for (std::uint32_t i = 0; i < w; ++i)
         ASSERT_LE(std::abs(out[j * w + i] - ramp(c.u(i, j), c.v(i, j))), 2) << c.corners << " at " << i << "," << j;
   }
-}
-
-TEST(CliWarp, RefusesBadArgumentsWithOneLine) {
-  struct Bad { std::vector<std::string> args; const char* why; };
-  const Bad cases[] = {
-      {{"warp", "in.png", "out.png", "--corners", "1,2,3", "--size", "8x8"}, "bad corners"},
-      {{"warp", "in.png", "out.png", "--corners", "1,2,3,4,5,6,7,x", "--size", "8x8"}, "bad corners"},
-      {{"warp", "in.png", "out.png", "--corners", "10,5,20,5,30,5,8,38", "--size", "8x8"}, "convex"},
-      {{"warp", "in.png", "out.png", "--corners", "5,5,30,30,30,5,5,30", "--size", "8x8"}, "convex"},
-      {{"warp", "in.png", "out.png", "--corners", "5,5,30,5,30,30,5,30", "--size", "8by8"}, "bad size"},
-      {{"warp", "missing.png", "out.png", "--corners", "5,5,30,5,30,30,5,30", "--size", "8x8"}, "no such file"},
-      {{"warp", "junk.png", "out.png", "--corners", "5,5,30,5,30,30,5,30", "--size", "8x8"}, "PNG"},
-      {{"warp", "in.png", "out.png", "--size", "8x8"}, "--corners"},
-      {{"warp", "in.png", "out.png", "--corners", "5,5,5000,5,5000,30,5,30", "--size", "8x8"}, "range"},
-  };
-  for (const Bad& b : cases) {
-    ScratchDir dir;
-    write_source(dir);
-    write_bytes(dir / "junk.png", {1, 2, 3, 4});
-    const ToolRun run = run_tool(b.args, dir.path());
-    EXPECT_EQ(run.exit_code, 2) << run.err;
-    EXPECT_EQ(line_count(run.err), 1) << run.err;
-    EXPECT_EQ(run.err.rfind("pxkit warp: ", 0), 0u) << run.err;
-    EXPECT_NE(run.err.find(b.why), std::string::npos) << "expected '" << b.why << "' in: " << run.err;
-    EXPECT_EQ(dir.files(), (std::vector<std::string>{"in.png", "junk.png"})) << run.err;
-  }
-  ScratchDir dir;
-  const ToolRun help = run_tool({"warp", "--help"}, dir.path());
-  EXPECT_EQ(help.exit_code, 0);
-  EXPECT_NE(help.out.find("--corners"), std::string::npos);
 }
 
 }  // namespace

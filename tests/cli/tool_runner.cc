@@ -5,31 +5,24 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <png.h>
-#include <tiffio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <sstream>
 #include <stdexcept>
+
+#include "float_files.h"
+#include "grey_png.h"
 
 namespace clitest {
 
 namespace fs = std::filesystem;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
 
 ScratchDir::ScratchDir() {
   std::string pattern = (fs::temp_directory_path() / "pxkit-cli-XXXXXX").string();
@@ -58,40 +51,20 @@ std::string slurp(const std::string& path) {
 
 }  // namespace
 
-namespace {
-
-// The emulator that runs the tool in a cross build (empty natively), its
-// program resolved through PATH here, before fork.
-std::vector<std::string> emulator_words() {
-  std::vector<std::string> words;
-  std::istringstream in(PXKIT_TOOL_EMULATOR);
-  for (std::string w; in >> w;) words.push_back(w);
-  if (!words.empty() && words[0].find('/') == std::string::npos) {
-    std::istringstream path(std::getenv("PATH") ? std::getenv("PATH") : "/usr/bin");
-    for (std::string dir; std::getline(path, dir, ':');) {
-      if (access((dir + "/" + words[0]).c_str(), X_OK) == 0) {
-        words[0] = dir + "/" + words[0];
-        break;
-      }
-    }
-  }
-  return words;
-}
-
-}  // namespace
-
 ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, const ToolLimits& limits) {
   // Captured output goes next to the scratch folder, not into it, so that the
   // tests can check the folder holds nothing the tool did not mean to leave.
   const std::string out_path = dir + ".stdout", err_path = dir + ".stderr";
-  std::vector<std::string> argv_store = emulator_words();
+  // In a cross build the emulator runs the tool (execvp finds it through PATH).
+  std::vector<std::string> argv_store;
+  std::istringstream emulator(PXKIT_TOOL_EMULATOR);
+  for (std::string word; emulator >> word;) argv_store.push_back(word);
   argv_store.push_back(PXKIT_TOOL_PATH);
   argv_store.insert(argv_store.end(), args.begin(), args.end());
   std::vector<char*> argv;
   for (std::string& a : argv_store) argv.push_back(a.data());
   argv.push_back(nullptr);
 
-  // The child calls only async-signal-safe functions between fork and exec.
   const pid_t pid = fork();
   if (pid < 0) throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
   if (pid == 0) {
@@ -101,17 +74,18 @@ ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, c
         chdir(dir.c_str()) != 0) {
       _exit(127);
     }
-    // Sanitizer run-times reserve terabytes of address space: no limit there.
-    if (limits.address_space_bytes != 0 && !kSanitized) {
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // their run-times reserve terabytes
+    if (limits.address_space_bytes != 0) {
       const struct rlimit rl = {limits.address_space_bytes, limits.address_space_bytes};
       if (setrlimit(RLIMIT_AS, &rl) != 0) _exit(127);
     }
+#endif
     if (limits.file_size_bytes != 0) {
       const struct rlimit rl = {limits.file_size_bytes, limits.file_size_bytes};
       signal(SIGXFSZ, SIG_IGN);  // an over-long write then fails with EFBIG instead of killing the tool
       if (setrlimit(RLIMIT_FSIZE, &rl) != 0) _exit(127);
     }
-    execv(argv[0], argv.data());
+    execvp(argv[0], argv.data());
     _exit(127);
   }
   int status = 0;
@@ -127,9 +101,11 @@ ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, c
   return run;
 }
 
-void expect_refused(const ScratchDir& dir, const std::vector<std::string>& args, const std::string& why) {
+void expect_refused(const ScratchDir& dir, const std::vector<std::string>& args, const std::string& why,
+                    const ToolLimits& limits) {
+  SCOPED_TRACE(testing::PrintToString(args));
   const std::vector<std::string> before = dir.files();
-  const ToolRun run = run_tool(args, dir.path());
+  const ToolRun run = run_tool(args, dir.path(), limits);
   EXPECT_EQ(run.exit_code, 2) << run.err;
   EXPECT_EQ(line_count(run.err), 1) << run.err;
   EXPECT_EQ(run.err.rfind("pxkit " + args[0] + ": ", 0), 0u) << run.err;
@@ -153,8 +129,7 @@ void write_bytes(const std::string& path, const std::vector<std::uint8_t>& bytes
 void write_raw(const std::string& path, const std::vector<std::uint16_t>& samples) {
   std::vector<std::uint8_t> bytes;
   for (std::uint16_t s : samples) {
-    bytes.push_back(static_cast<std::uint8_t>(s & 0xFF));
-    bytes.push_back(static_cast<std::uint8_t>(s >> 8));
+    bytes.insert(bytes.end(), {static_cast<std::uint8_t>(s), static_cast<std::uint8_t>(s >> 8)});
   }
   write_bytes(path, bytes);
 }
@@ -164,60 +139,49 @@ void write_pgm16(const std::string& path, std::uint32_t width, std::uint32_t hei
   const std::string header = "P5\n# test frame\n" + std::to_string(width) + " " + std::to_string(height) + "\n65535\n";
   std::vector<std::uint8_t> bytes(header.begin(), header.end());
   for (std::uint16_t s : samples) {
-    bytes.push_back(static_cast<std::uint8_t>(s >> 8));
-    bytes.push_back(static_cast<std::uint8_t>(s & 0xFF));
+    bytes.insert(bytes.end(), {static_cast<std::uint8_t>(s >> 8), static_cast<std::uint8_t>(s)});
   }
   write_bytes(path, bytes);
 }
 
 std::vector<std::uint8_t> read_png_grey8(const std::string& path, std::uint32_t& width, std::uint32_t& height) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_file(&image, path.c_str())) throw std::runtime_error(path + ": " + image.message);
-  image.format = PNG_FORMAT_GRAY;
-  width = image.width;
-  height = image.height;
-  std::vector<std::uint8_t> grey(PNG_IMAGE_SIZE(image));
-  if (!png_image_finish_read(&image, nullptr, grey.data(), 0, nullptr)) {
-    throw std::runtime_error(path + ": " + image.message);
-  }
+  pxcli::Size size;
+  std::vector<std::uint8_t> grey = pxcli::read_png_grey8(path, size);
+  width = size.width;
+  height = size.height;
   return grey;
 }
 
-std::vector<float> read_pfm(const std::string& path, std::uint32_t& width, std::uint32_t& height) {
-  std::ifstream in(path, std::ios::binary);
-  std::string magic;
-  double scale = 0;
-  in >> magic >> width >> height >> scale;
-  in.get();
-  if (!in || magic != "Pf" || scale >= 0) throw std::runtime_error(path + ": not a little-endian grey PFM");
-  std::vector<float> values(std::size_t{width} * height);
-  for (std::uint32_t r = height; r-- > 0;) {  // stored bottom row first
-    in.read(reinterpret_cast<char*>(values.data() + std::size_t{r} * width), std::streamsize{width} * 4);
+// TIFFs through the tool's reader; PFMs through an independent one, since the
+// tool's own reader would hide a row order that its writer got wrong.
+std::vector<float> read_floats(const std::string& path, std::uint32_t width, std::uint32_t height) {
+  std::uint32_t w = 0, h = 0;
+  std::vector<float> values;
+  if (path.ends_with(".pfm")) {
+    std::ifstream in(path, std::ios::binary);
+    std::string magic;
+    double scale = 0;
+    in >> magic >> w >> h >> scale;
+    in.get();
+    if (!in || magic != "Pf" || scale >= 0) throw std::runtime_error(path + ": not a little-endian grey PFM");
+    values.resize(std::size_t{w} * h);
+    for (std::uint32_t r = h; r-- > 0;) {  // stored bottom row first
+      in.read(reinterpret_cast<char*>(values.data() + std::size_t{r} * w), std::streamsize{w} * 4);
+    }
+    if (!in) throw std::runtime_error(path + ": PFM data ends early");
+  } else {
+    pxcli::FloatImage image = pxcli::read_float_image(path);
+    w = image.size.width;
+    h = image.size.height;
+    values = std::move(image.values);
   }
-  if (!in) throw std::runtime_error(path + ": PFM data ends early");
+  EXPECT_EQ(w, width) << path;
+  EXPECT_EQ(h, height) << path;
   return values;
 }
 
-std::vector<float> read_tiff_float(const std::string& path, std::uint32_t& width, std::uint32_t& height) {
-  std::unique_ptr<TIFF, void (*)(TIFF*)> tif(TIFFOpen(path.c_str(), "r"), TIFFClose);
-  if (!tif) throw std::runtime_error("cannot open " + path);
-  std::uint16_t bits = 0, format = 0, channels = 0;
-  TIFFGetField(tif.get(), TIFFTAG_IMAGEWIDTH, &width);
-  TIFFGetField(tif.get(), TIFFTAG_IMAGELENGTH, &height);
-  TIFFGetField(tif.get(), TIFFTAG_BITSPERSAMPLE, &bits);
-  TIFFGetField(tif.get(), TIFFTAG_SAMPLEFORMAT, &format);
-  TIFFGetField(tif.get(), TIFFTAG_SAMPLESPERPIXEL, &channels);
-  if (bits != 32 || format != SAMPLEFORMAT_IEEEFP || channels != 1) {
-    throw std::runtime_error(path + ": not a single-channel float TIFF");
-  }
-  std::vector<float> values(std::size_t{width} * height);
-  for (std::uint32_t r = 0; r < height; ++r) {
-    if (TIFFReadScanline(tif.get(), values.data() + std::size_t{r} * width, r, 0) != 1) {
-      throw std::runtime_error(path + ": cannot read row " + std::to_string(r));
-    }
-  }
-  return values;
+bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
 }  // namespace clitest

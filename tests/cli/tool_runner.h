@@ -40,8 +40,9 @@ ToolRun run_tool(const std::vector<std::string>& args, const std::string& dir, c
 
 // Runs a command that must be refused: exit code 2, one line on stderr that
 // starts with "pxkit COMMAND: " and contains `why`, nothing on stdout, and the
-// folder's contents unchanged (gtest expectations).
-void expect_refused(const ScratchDir& dir, const std::vector<std::string>& args, const std::string& why);
+// folder's contents unchanged (gtest expectations, traced with the arguments).
+void expect_refused(const ScratchDir& dir, const std::vector<std::string>& args, const std::string& why,
+                    const ToolLimits& limits = {});
 
 // Number of lines of `text` (a last line without a newline counts).
 int line_count(const std::string& text);
@@ -51,7 +52,9 @@ void write_raw(const std::string& path, const std::vector<std::uint16_t>& sample
 void write_pgm16(const std::string& path, std::uint32_t width, std::uint32_t height,
                  const std::vector<std::uint16_t>& samples);
 std::vector<std::uint8_t> read_png_grey8(const std::string& path, std::uint32_t& width, std::uint32_t& height);
-std::vector<float> read_pfm(const std::string& path, std::uint32_t& width, std::uint32_t& height);
-std::vector<float> read_tiff_float(const std::string& path, std::uint32_t& width, std::uint32_t& height);
+// A float TIFF or PFM (told by the name's extension), expected (gtest) to be width x height.
+std::vector<float> read_floats(const std::string& path, std::uint32_t width, std::uint32_t height);
+// Bitwise equality: tells -0 from +0 and compares NaN payloads.
+bool same_bits(const std::vector<float>& a, const std::vector<float>& b);
 
 }  // namespace clitest

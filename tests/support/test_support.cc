@@ -6,10 +6,6 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "common/memory.h"
-#include "simd/dispatch.h"
-#include "threadpool/thread_pool.h"
-
 namespace pxtest {
 
 std::string capture_stdout(const std::function<void()>& body) {
@@ -19,21 +15,6 @@ std::string capture_stdout(const std::function<void()>& body) {
   std::fflush(stdout);
   return testing::internal::GetCapturedStdout();
 }
-
-std::uint64_t library_allocations() { return pxkit::mem::allocation_count(); }
-std::uint64_t library_releases() { return pxkit::mem::release_count(); }
-
-ScopedThreadStartFailure::ScopedThreadStartFailure(int worker_index) {
-  pxkit::fail_thread_start_at(worker_index);
-}
-ScopedThreadStartFailure::~ScopedThreadStartFailure() { pxkit::fail_thread_start_at(-1); }
-
-ScopedTarget::ScopedTarget(std::int64_t target) { pxkit::simd::set_allowed_targets(target); }
-ScopedTarget::~ScopedTarget() { pxkit::simd::set_allowed_targets(pxkit::simd::kAllTargets); }
-
-std::vector<std::int64_t> vector_targets() { return pxkit::simd::available_vector_targets(); }
-
-std::string target_label(std::int64_t target) { return pxkit::simd::target_name(target); }
 
 PageEndBuffer::PageEndBuffer(std::size_t bytes, unsigned char fill_byte) : bytes_(bytes) {
   const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));

@@ -13,6 +13,10 @@
 #include <type_traits>
 #include <vector>
 
+#include "common/memory.h"
+#include "simd/dispatch.h"
+#include "threadpool/thread_pool.h"
+
 namespace pxtest {
 
 // Runs `body` and returns what it printed on standard output.
@@ -37,17 +41,17 @@ auto quiet_setup(const Option& option) {
   return Owned<T, Destroy>(made);
 }
 
-// Number of heap allocations the library has made so far (see common/memory.h).
-std::uint64_t library_allocations();
-// Number of non-null pointers the library has released so far.
-std::uint64_t library_releases();
+// Heap allocations the library has made, and non-null pointers it has
+// released, so far (see common/memory.h).
+inline std::uint64_t library_allocations() { return pxkit::mem::allocation_count(); }
+inline std::uint64_t library_releases() { return pxkit::mem::release_count(); }
 
 // While alive, every pool the library creates fails to start worker
 // `worker_index`; 0 sends pooled operations down their single-threaded path.
 class ScopedThreadStartFailure {
  public:
-  explicit ScopedThreadStartFailure(int worker_index = 0);
-  ~ScopedThreadStartFailure();
+  explicit ScopedThreadStartFailure(int worker_index = 0) { pxkit::fail_thread_start_at(worker_index); }
+  ~ScopedThreadStartFailure() { pxkit::fail_thread_start_at(-1); }
   ScopedThreadStartFailure(const ScopedThreadStartFailure&) = delete;
   ScopedThreadStartFailure& operator=(const ScopedThreadStartFailure&) = delete;
 };
@@ -56,15 +60,15 @@ class ScopedThreadStartFailure {
 // Highway target bit). Restores the default on destruction.
 class ScopedTarget {
  public:
-  explicit ScopedTarget(std::int64_t target);
-  ~ScopedTarget();
+  explicit ScopedTarget(std::int64_t target) { pxkit::simd::set_allowed_targets(target); }
+  ~ScopedTarget() { pxkit::simd::set_allowed_targets(pxkit::simd::kAllTargets); }
   ScopedTarget(const ScopedTarget&) = delete;
   ScopedTarget& operator=(const ScopedTarget&) = delete;
 };
 
 // Vector targets to compare against the scalar reference on this machine.
-std::vector<std::int64_t> vector_targets();
-std::string target_label(std::int64_t target);
+inline std::vector<std::int64_t> vector_targets() { return pxkit::simd::available_vector_targets(); }
+inline std::string target_label(std::int64_t target) { return pxkit::simd::target_name(target); }
 
 // `count` elements placed so that the last one ends exactly at an inaccessible
 // page: reading or writing past the end faults. The bytes before the data are
