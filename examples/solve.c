@@ -22,12 +22,14 @@ int main(void) {
 
   int32_t r = solve_f32(a, x, b, 8, 1);     /* bit 0: decompose a in place, no allocation for n <= 512 */
 
-  double residual = 0, error = 0;           /* largest |(A x - b)_i| and |x_i - truth_i| */
+  /* Largest |(A x - b)_i| and |x_i - truth_i|, by plain comparisons: GCC 12 for aarch64 stops
+   * with an internal error when it vectorises an fmax reduction here. */
+  double residual = 0, error = 0;
   for (int i = 0; i < 8; ++i) {
     double sum = -(double)b[i];
     for (int j = 0; j < 8; ++j) sum += (double)a0[i * 8 + j] * x[j];
-    residual = fmax(residual, fabs(sum));
-    error = fmax(error, fabs((double)x[i] - truth[i]));
+    if (fabs(sum) > residual) residual = fabs(sum);
+    if (fabs((double)x[i] - truth[i]) > error) error = fabs((double)x[i] - truth[i]);
   }
   printf("r %d, x[0] %.6f (want -3.5), largest residual %.2g, largest error %.2g\n", r, x[0],
          residual, error);
