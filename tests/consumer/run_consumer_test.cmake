@@ -39,7 +39,9 @@ run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir} ${WORK_DIR}/pc-consumer-pl
 # the README shows (CMAKE_PREFIX_PATH; CMake records the library's rpath).
 run(${CMAKE_COMMAND} -S ${EXAMPLES_DIR} -B ${WORK_DIR}/examples-build -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/examples-build)
-foreach(example tof_depth dual_depth fixed_float)
+file(GLOB example_sources ${EXAMPLES_DIR}/*.c)
+foreach(source IN LISTS example_sources)
+  get_filename_component(example ${source} NAME_WE)
   run(${WORK_DIR}/examples-build/${example})
 endforeach()
 message(STATUS "installed pxkit consumed through find_package and pkg-config")

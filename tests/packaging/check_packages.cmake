@@ -76,7 +76,9 @@ if(NOT ARCH STREQUAL "arm64")
   # find_package against the unpacked files: the examples build and pass.
   run(${CMAKE_COMMAND} -S ${EXAMPLES_DIR} -B ${WORK_DIR}/examples -DCMAKE_PREFIX_PATH=${prefix})
   run(${CMAKE_COMMAND} --build ${WORK_DIR}/examples)
-  foreach(example tof_depth dual_depth fixed_float)
+  file(GLOB example_sources ${EXAMPLES_DIR}/*.c)
+  foreach(source IN LISTS example_sources)
+    get_filename_component(example ${source} NAME_WE)
     run(${WORK_DIR}/examples/${example})
   endforeach()
   # pkg-config: the .pc file finds its prefix from its own folder.
