@@ -3,21 +3,22 @@
 // against its stripe kernel run serially.
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "analysis/crop_context.h"
-#include "analysis/crop_test_util.h"
 #include "common/memory.h"
+#include "scale/image_test_util.h"
 
 namespace {
 
-using crop_test::Image;
-using crop_test::make_image;
-using crop_test::Matrix;
+using Image = imgtest::Plane;
+using Matrix = std::vector<float>;
 using pxkit::analysis::datacode_crop_ctx;
 
 const Matrix kIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+Image make_image(std::uint32_t w, std::uint32_t h, std::uint32_t pad = 0) { return Image(w, h, pad); }
 
 struct Ctx {
   datacode_crop_ctx* ctx = nullptr;
@@ -130,92 +131,74 @@ TEST(CropRun, RefusesContextsWithoutPoolOrStripes) {
 Image ramp(std::uint32_t w, std::uint32_t h, std::uint32_t padding) {
   Image im = make_image(w, h, padding);
   for (std::uint32_t y = 0; y < h; ++y)
-    for (std::uint32_t x = 0; x < w; ++x) im.bytes[std::size_t{y} * im.stride + x] = static_cast<std::uint8_t>(3 * x + 7 * y + 1);
+    for (std::uint32_t x = 0; x < w; ++x) im.at(x, y) = static_cast<std::uint8_t>(3 * x + 7 * y + 1);
   return im;
 }
 
-TEST(CropMapping, IdentityShiftsByOneAndBlanksTheLastTwoColumnsAndRows) {
-  for (bool pooled : {false, true}) {
-    Image src = ramp(12, 10, 2), dst = make_image(13, 11, 3);
-    const std::uint32_t xo = 2, yo = 1;
-    if (pooled) {
-      Ctx c;
-      create(c, 3, src, dst, kIdentity, xo, yo);
-      ASSERT_EQ(run_pooled(c.ctx), 0);
-    } else {
-      const datacode_image s = src.record(), d = dst.record();
-      ASSERT_EQ(datacode_bili_inter_crop_u8(&s, &d, kIdentity.data(), xo, yo), 0);
-    }
-    for (std::uint32_t j = 0; j < dst.height; ++j) {
-      for (std::uint32_t i = 0; i < dst.width; ++i) {
-        const std::uint32_t qx = i + xo + 1, qy = j + yo + 1;
-        const bool inside = qx <= src.width - 3 && qy <= src.height - 3;
-        // The pooled crop reads every sample from the source's first row.
-        const std::uint8_t want = !inside ? 0 : src.at(qx, pooled ? 0 : qy);
-        ASSERT_EQ(dst.at(i, j), want) << (pooled ? "pooled" : "single") << " at " << i << "," << j;
+// Hand-made cases through the single call and the pooled crop: want(i, j,
+// pooled) is the expected byte, or -1 where any value is right.
+TEST(CropMapping, HandMadeCases) {
+  struct Case {
+    std::string name;
+    Matrix m;
+    Image src;
+    std::uint32_t dst_w, dst_h, xo, yo;
+    std::function<int(std::uint32_t i, std::uint32_t j, bool pooled)> want;
+  };
+  std::vector<Case> cases;
+  // The identity shifts by one and blanks the last two columns and rows; the
+  // pooled crop reads every sample from the source's first row.
+  const Image r = ramp(12, 10, 2);
+  cases.push_back({"identity", kIdentity, r, 13, 11, 2, 1, [r](std::uint32_t i, std::uint32_t j, bool pooled) {
+                     const std::uint32_t qx = i + 2 + 1, qy = j + 1 + 1;
+                     return qx <= r.width - 3 && qy <= r.height - 3 ? int{r.at(qx, pooled ? 0 : qy)} : 0;
+                   }});
+  // Denominator 0, points left of column 1, x negative everywhere: 0.
+  for (const Matrix& m : {Matrix{1, 0, 0, 0, 1, 0, 0, 0, 0}, Matrix{1, 0, -3, 0, 1, 0, 0, 0, 1},
+                          Matrix{-1, 0, 0, 0, 1, 0, 0, 0, 1}})
+    for (std::uint32_t w : {3u, 20u})
+      cases.push_back({"zero, width " + std::to_string(w), m, ramp(32, 32, 0), w, 4, 0, 0,
+                       [m](std::uint32_t i, std::uint32_t, bool) {
+                         return m[8] == 0 || std::int64_t{i} + 1 + std::int64_t(m[2]) < 1 || m[0] < 0 ? 0 : -1;
+                       }});
+  // Shift by 0.45 pixel over columns alternating 0 and 100: the single call's
+  // groups round (fx = 4/8: 50), its tail truncates (fx = 3/8: 37 or 62); the
+  // pooled crop's 8-bit fraction 115/256 gives 44 or 55.
+  Image stripes = make_image(40, 6);
+  for (std::uint32_t y = 0; y < stripes.height; ++y)
+    for (std::uint32_t x = 0; x < stripes.width; ++x) stripes.at(x, y) = x % 2 ? 100 : 0;
+  for (std::uint32_t w = 1; w <= 25; ++w)
+    cases.push_back({"shift, width " + std::to_string(w), {1, 0, 0.45f, 0, 1, 0, 0, 0, 1}, stripes, w, 2, 0, 0,
+                     [w](std::uint32_t i, std::uint32_t, bool pooled) {
+                       const bool even = (i + 1) % 2 == 0;  // qx = i + 1
+                       return pooled ? (even ? 44 : 55) : i < (w < 9 ? 0 : (w - 1) / 8 * 8) ? 50 : even ? 37 : 62;
+                     }});
+  for (Case& c : cases) {
+    for (bool pooled : {false, true}) {
+      SCOPED_TRACE(c.name + (pooled ? ", pooled" : ", single call"));
+      Image dst = make_image(c.dst_w, c.dst_h, 3);
+      if (pooled) {
+        Ctx k;
+        create(k, 3, c.src, dst, c.m, c.xo, c.yo);
+        ASSERT_EQ(run_pooled(k.ctx), 0);
+      } else {
+        const datacode_image s = c.src.record(), d = dst.record();
+        ASSERT_EQ(datacode_bili_inter_crop_u8(&s, &d, c.m.data(), c.xo, c.yo), 0);
       }
-    }
-    EXPECT_TRUE(crop_test::guards_intact(dst));
-  }
-}
-
-TEST(CropMapping, DenominatorZeroAndPointsBelowOneGiveZero) {
-  const Matrix cases[] = {{1, 0, 0, 0, 1, 0, 0, 0, 0},      // den 0
-                          {1, 0, -3, 0, 1, 0, 0, 0, 1},     // qx < 1 for the first columns
-                          {-1, 0, 0, 0, 1, 0, 0, 0, 1}};    // qx negative everywhere
-  for (const Matrix& m : cases) {
-    for (std::uint32_t width : {3u, 20u}) {
-      Image src = ramp(32, 32, 0), dst = make_image(width, 4, 1);
-      const datacode_image s = src.record(), d = dst.record();
-      ASSERT_EQ(datacode_bili_inter_crop_u8(&s, &d, m.data(), 0, 0), 0);
-      Image pooled_dst = make_image(width, 4, 1);
-      Ctx c;
-      create(c, 2, src, pooled_dst, m);
-      ASSERT_EQ(run_pooled(c.ctx), 0);
-      for (std::uint32_t j = 0; j < 4; ++j)
-        for (std::uint32_t i = 0; i < width; ++i) {
-          const bool zero = m[8] == 0 || std::int64_t(i) + 1 + static_cast<std::int64_t>(m[2]) < 1 || m[0] < 0;
-          if (zero) {
-            ASSERT_EQ(dst.at(i, j), 0) << i;
-            ASSERT_EQ(pooled_dst.at(i, j), 0) << i;
+      for (std::uint32_t j = 0; j < dst.height; ++j)
+        for (std::uint32_t i = 0; i < dst.width; ++i)
+          if (const int want = c.want(i, j, pooled); want >= 0) {
+            ASSERT_EQ(dst.at(i, j), want) << i << "," << j;
           }
-        }
+      EXPECT_TRUE(dst.guards_intact());
     }
-  }
-}
-
-// Shift by 0.45 pixel over columns alternating 0 and 100: the single call's
-// groups round (fx = 4/8: 50), its tail truncates (fx = 3/8: 37 or 62); the
-// pooled crop's 8-bit fraction 115/256 gives 44 or 55.
-TEST(CropMapping, GroupsRoundTailTruncatesAndPooledUsesEighthBitFractions) {
-  const Matrix m = {1, 0, 0.45f, 0, 1, 0, 0, 0, 1};
-  Image src = make_image(40, 6);
-  for (std::uint32_t y = 0; y < src.height; ++y)
-    for (std::uint32_t x = 0; x < src.width; ++x) src.bytes[y * src.stride + x] = x % 2 ? 100 : 0;
-  for (std::uint32_t width = 1; width <= 25; ++width) {
-    Image dst = make_image(width, 2, 2), pooled_dst = make_image(width, 2, 2);
-    const datacode_image s = src.record(), d = dst.record();
-    ASSERT_EQ(datacode_bili_inter_crop_u8(&s, &d, m.data(), 0, 0), 0);
-    Ctx c;
-    create(c, 2, src, pooled_dst, m);
-    ASSERT_EQ(run_pooled(c.ctx), 0);
-    const std::uint32_t groups = width < 9 ? 0 : (width - 1) / 8 * 8;
-    for (std::uint32_t j = 0; j < 2; ++j) {
-      for (std::uint32_t i = 0; i < width; ++i) {
-        const bool even = (i + 1) % 2 == 0;  // qx = i + 1
-        EXPECT_EQ(dst.at(i, j), i < groups ? 50 : even ? 37 : 62) << "width " << width << " col " << i;
-        EXPECT_EQ(pooled_dst.at(i, j), even ? 44 : 55) << "width " << width << " col " << i;
-      }
-    }
-    EXPECT_TRUE(crop_test::guards_intact(dst));
-    EXPECT_TRUE(crop_test::guards_intact(pooled_dst));
   }
 }
 
 TEST(CropRun, PooledEqualsItsStripesRunSeriallyAndAllocatesNothing) {
   for (std::int32_t threads : {1, 2, 3, 8, 12}) {
-    Image src = crop_test::random_image(97, 61, 5);
-    const Matrix m = crop_test::random_matrix(0, 97, 61, 45, 37);
+    Image src(97, 61, 5, true);
+    const Matrix m = {1.9f, 0.3f, 5.5f, -0.2f, 1.4f, 3.0f, 0.0015f, -0.001f, 1.1f};
     Image a = make_image(45, 37, 4), b = make_image(45, 37, 4);
     Ctx pooled, serial;
     create(pooled, threads, src, a, m, 1, 2);

@@ -4,14 +4,15 @@
 #include <pxkit.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
-#include "analysis/sparse_scharr_kernels.h"
 #include "common/memory.h"
-#include "support/test_support.h"
+#include "scale/image_test_util.h"
 
 namespace {
 
@@ -63,25 +64,21 @@ Grid reference(const std::vector<std::uint8_t>& img, int w, int h, int step) {
 }
 
 // Runs the API on `img`; outputs end at an inaccessible page and are checked
-// to have been written exactly over the expected grid.
+// to have been written exactly over the expected grid; frames allocate nothing.
 Grid run(const std::vector<std::uint8_t>& img, int w, int h, int step, std::size_t expected) {
   sparse_scharr_ctx ctx;
   EXPECT_EQ(init_sparse_scharr_ctx(&ctx, w, h, step), 0);
   pxtest::PageEndBuffer src(img.size()), mag(expected), code(expected);
   if (!img.empty()) std::memcpy(src.data(), img.data(), img.size());
-  EXPECT_EQ(do_sparse_scharr(&ctx, code_table().data(), src.as<std::uint8_t>(),
-                             mag.as<std::uint8_t>(), code.as<std::uint8_t>()),
+  const std::uint64_t before = pxtest::library_allocations();
+  EXPECT_EQ(do_sparse_scharr(&ctx, code_table().data(), src.as<std::uint8_t>(), mag.as<std::uint8_t>(),
+                             code.as<std::uint8_t>()),
             0);
+  EXPECT_EQ(pxtest::library_allocations(), before) << "a frame allocated";
   deinit_sparse_scharr_ctx(&ctx);
   const auto* m = mag.as<std::uint8_t>();
   const auto* c = code.as<std::uint8_t>();
   return {{m, m + expected}, {c, c + expected}};
-}
-
-std::vector<std::int64_t> all_targets() {
-  std::vector<std::int64_t> t{0};
-  for (const std::int64_t v : pxtest::vector_targets()) t.push_back(v);
-  return t;
 }
 
 std::vector<std::uint8_t> random_image(int w, int h) {
@@ -156,7 +153,7 @@ TEST(SparseScharr, NullArgumentsWriteNothing) {
             "bad params\n");
 }
 
-// The Part's corner cases, each on every target. `expect` sees the outputs.
+// The documented corner cases, each on every target. `expect` sees the outputs.
 TEST(SparseScharr, CornerCases) {
   struct Case {
     const char* name;
@@ -212,7 +209,7 @@ TEST(SparseScharr, CornerCases) {
       {"one pixel wide", 1, 6, 1, random_image, 4, nullptr},
       {"height 2", 16, 2, 1, random_image, 0, nullptr},
   };
-  for (const std::int64_t target : all_targets()) {
+  for (const std::int64_t target : imgtest::all_targets()) {
     pxtest::ScopedTarget scoped(target);
     for (const Case& c : cases) {
       SCOPED_TRACE(std::string(c.name) + " on " + pxtest::target_label(target));
@@ -230,7 +227,7 @@ TEST(SparseScharr, CornerCases) {
 // Widths from 1 to past three vectors of grid points, every step that has a
 // kernel of its own and two that have not, on every target.
 TEST(SparseScharr, EveryTargetMatchesTheDefinition) {
-  for (const std::int64_t target : all_targets()) {
+  for (const std::int64_t target : imgtest::all_targets()) {
     pxtest::ScopedTarget scoped(target);
     SCOPED_TRACE(pxtest::target_label(target));
     for (const int step : {1, 2, 3, 4, 5}) {
@@ -247,32 +244,7 @@ TEST(SparseScharr, EveryTargetMatchesTheDefinition) {
   }
 }
 
-// The step-2 path (straight from the image) and the general path (row passes
-// into the context's rows, then the combination) give the same bytes.
-TEST(SparseScharr, BothPathsAgreeAtStep2) {
-  using namespace pxkit::analysis;
-  const sparse_scharr_kernels& scalar = sparse_scharr_scalar_kernels();
-  for (const std::int64_t target : all_targets()) {
-    pxtest::ScopedTarget scoped(target);
-    const sparse_scharr_kernels& k = sparse_scharr_active_kernels();
-    for (const int w : {2, 3, 4, 5, 17, 18, 64, 65, 130, 131, 257}) {
-      const auto img = random_image(w, 3);
-      const std::int64_t sw = w / 2;
-      const GridColumns g{sw, 2, w, sw * 2 == w && sw > 1};
-      std::vector<std::uint8_t> m1(sw), c1(sw), m2(sw), c2(sw);
-      k.step2_row(&img[0], &img[w], &img[2 * w], g, code_table().data(), m1.data(), c1.data());
-      std::vector<std::int16_t> rows(6 * sw);
-      for (int i = 0; i < 3; ++i) scalar.row_pass_any(&img[i * w], g, &rows[i * sw], &rows[(3 + i) * sw]);
-      const std::int16_t* const s[3] = {&rows[0], &rows[sw], &rows[2 * sw]};
-      const std::int16_t* const d[3] = {&rows[3 * sw], &rows[4 * sw], &rows[5 * sw]};
-      k.combine(s, d, sw, code_table().data(), m2.data(), c2.data());
-      EXPECT_EQ(m1, m2) << pxtest::target_label(target) << " width " << w;
-      EXPECT_EQ(c1, c2) << pxtest::target_label(target) << " width " << w;
-    }
-  }
-}
-
-TEST(SparseScharr, NegativeSizesComputeNothingAndFramesAllocateNothing) {
+TEST(SparseScharr, NegativeSizesComputeNothing) {
   sparse_scharr_ctx ctx;
   std::vector<std::uint8_t> img(64 * 64, 3), mag(64 * 64, 0xEE), code(64 * 64, 0xEE);
   for (const auto& [w, h, step] : {std::array{-8, 6, -2}, std::array{-9, 10, -1}, std::array{-10, -10, 2}}) {
@@ -284,13 +256,6 @@ TEST(SparseScharr, NegativeSizesComputeNothingAndFramesAllocateNothing) {
   // A negative number of grid columns cannot be given rows.
   EXPECT_EQ(pxtest::capture_stdout([&] { EXPECT_EQ(init_sparse_scharr_ctx(&ctx, 10, 10, -3), -2); }),
             "no memory\n");
-  for (const int step : {1, 2, 4}) {
-    ASSERT_EQ(init_sparse_scharr_ctx(&ctx, 64, 64, step), 0);
-    const std::uint64_t before = pxtest::library_allocations();
-    do_sparse_scharr(&ctx, code_table().data(), img.data(), mag.data(), code.data());
-    EXPECT_EQ(pxtest::library_allocations(), before);
-    deinit_sparse_scharr_ctx(&ctx);
-  }
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 // Every format pair, equal size and scaled up and down (odd sizes included),
 // on the scalar reference and every vector target, against a model written
-// from the definitions: nearest indices from the ceiling formula, luma, the
-// chroma split and the truncating 2 x 2 mean. Rows have padding that must stay
-// untouched; frames allocate nothing.
+// from the definitions: the index tables and nearest indices from the ceiling
+// formula, luma, the chroma split and the truncating 2 x 2 mean. Rows have
+// padding that must stay untouched; frames allocate nothing.
 #include <pxkit.h>
 
 #include <cstdint>
@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "support/test_support.h"
+#include "scale/image_test_util.h"
 
 namespace {
 
-constexpr std::uint8_t kPad = 0xA5;
+using imgtest::Plane;
 constexpr std::uint32_t kPadBytes = 7;
 
 // Source index of destination index i: ceil(((src >> 1) + i src) / dst) - 1, 0 for i = 0.
@@ -23,19 +23,6 @@ std::uint32_t nearest(std::uint32_t src, std::uint32_t dst, std::uint32_t i) {
   const std::uint64_t num = (src >> 1) + std::uint64_t{i} * src;
   return static_cast<std::uint32_t>((num + dst - 1) / dst - 1);
 }
-
-struct Plane {
-  std::uint32_t width = 0, height = 0, stride = 0;  // width in bytes
-  std::vector<std::uint8_t> bytes;
-  Plane() = default;
-  Plane(std::uint32_t w, std::uint32_t h, bool random, std::uint32_t pad = kPadBytes)
-      : width(w), height(h), stride(w + pad),
-        bytes(random ? pxtest::random_ints<std::uint8_t>(std::size_t{stride} * h + 1, 0, 255)
-                     : std::vector<std::uint8_t>(std::size_t{stride} * h + 1, kPad)) {}
-  std::uint8_t* data() { return bytes.data(); }
-  std::uint8_t at(std::uint32_t x, std::uint32_t y) const { return bytes[std::size_t{y} * stride + x]; }
-  std::uint8_t& at(std::uint32_t x, std::uint32_t y) { return bytes[std::size_t{y} * stride + x]; }
-};
 
 int bytes_of(std::int32_t format) { return format == 4 || format == 5 ? 4 : format == 7 || format == 8 ? 3 : 1; }
 
@@ -53,13 +40,12 @@ struct Images {
 Images make_images(std::int32_t sf, std::uint32_t sw, std::uint32_t sh, std::uint32_t dw,
                    std::uint32_t dh) {
   Images im;
-  im.src[0] = Plane(sw * bytes_of(sf), sh, true);
+  im.src[0] = Plane(sw * bytes_of(sf), sh, kPadBytes, true);
   // Odd source widths get a destination stride of their own (luma copied row by row).
-  im.dst[0] = Plane(dw, dh, false, sw % 2 ? kPadBytes + 2 : kPadBytes);
+  im.dst[0] = Plane(dw, dh, sw % 2 ? kPadBytes + 2 : kPadBytes);
   if (sf == 1) {
-    im.src[1] = Plane(((sw + 1) / 2) * 2, (sh + 1) / 2, true);
-    im.dst[1] = Plane(dw / 2, dh / 2, false);
-    im.dst[2] = Plane(dw / 2, dh / 2, false);
+    im.src[1] = Plane(((sw + 1) / 2) * 2, (sh + 1) / 2, kPadBytes, true);
+    im.dst[1] = im.dst[2] = Plane(dw / 2, dh / 2, kPadBytes);
   }
   return im;
 }
@@ -102,15 +88,9 @@ Images model(std::int32_t sf, const Images& in, std::uint32_t sw, std::uint32_t 
 }
 
 void run(const scale_color_conversion_ctx& ctx, Images& im) {
-  img_planes s{}, d{};
-  for (int i = 0; i < 2; ++i) {
-    s.plane[i] = im.src[i].data();
-    s.stride[i] = im.src[i].stride;
-  }
-  for (int i = 0; i < 3; ++i) {
-    d.plane[i] = im.dst[i].data();
-    d.stride[i] = im.dst[i].stride;
-  }
+  img_planes s{{im.src[0].data(), im.src[1].data()}, {im.src[0].stride, im.src[1].stride}};
+  img_planes d{{im.dst[0].data(), im.dst[1].data(), im.dst[2].data()},
+               {im.dst[0].stride, im.dst[1].stride, im.dst[2].stride}};
   auto c = ctx;
   const auto before = pxtest::library_allocations();
   ASSERT_EQ(do_scale_color_conversion(&c, &s, &d), 0);
@@ -129,26 +109,31 @@ TEST(ColourConversionModel, EveryPairAndSizeOnEveryTargetEqualsTheModel) {
       {200, 6, 200, 6}, {200, 6, 67, 5},  {67, 5, 200, 6},  {9, 9, 4, 4},    {16, 8, 33, 3},
       {131, 7, 130, 8}, {130, 8, 131, 7}, {1, 1, 70, 3},    {97, 3, 1, 1},   {64, 2, 63, 2},
   };
-  std::vector<std::int64_t> targets = pxtest::vector_targets();
-  targets.insert(targets.begin(), 0);
-  for (std::int64_t target : targets) {
+  for (std::int64_t target : imgtest::all_targets()) {
     SCOPED_TRACE(pxtest::target_label(target));
     pxtest::ScopedTarget only(target);
     for (const Pair& p : pairs) {
       for (const auto& sz : sizes) {
         const std::uint32_t sw = sz[0], sh = sz[1], dw = sz[2], dh = sz[3];
         scale_color_conversion_ctx ctx{};
-        std::string printed = pxtest::capture_stdout(
+        SCOPED_TRACE("pair " + std::to_string(p.src) + " -> " + std::to_string(p.dst) + ", " + std::to_string(sw) +
+                     "x" + std::to_string(sh) + " -> " + std::to_string(dw) + "x" + std::to_string(dh));
+        pxtest::capture_stdout(
             [&] { ASSERT_EQ(setup_scale_color_conversion(&ctx, sw, sh, dw, dh, p.src, p.dst), 0); });
+        // Different sizes: one block of byte offsets of columns, then source rows.
+        const bool scaling = sw != dw || sh != dh;
+        EXPECT_TRUE(ctx.magic == 0x5d && ctx.scaling == scaling && (ctx.p_scale_index_x != nullptr) == scaling);
+        for (std::uint32_t x = 0; scaling && x < dw; ++x)
+          ASSERT_EQ(ctx.p_scale_index_x[x], nearest(sw, dw, x) * bytes_of(p.src)) << "column " << x;
+        for (std::uint32_t y = 0; scaling && y < dh; ++y)
+          ASSERT_EQ(ctx.p_scale_index_y[y], nearest(sh, dh, y)) << "row " << y;
+        EXPECT_EQ(ctx.p_scale_index_y, scaling ? ctx.p_scale_index_x + dw : nullptr);
         Images im = make_images(p.src, sw, sh, dw, dh);
         const Images expected = model(p.src, im, sw, sh, dw, dh);
         run(ctx, im);
-        for (int i = 0; i < 3; ++i) {
-          EXPECT_EQ(im.dst[i].bytes, expected.dst[i].bytes)
-              << "pair " << p.src << " -> " << p.dst << ", " << sw << "x" << sh << " -> " << dw
-              << "x" << dh << ", plane " << i;
-        }
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(im.dst[i].bytes, expected.dst[i].bytes) << "plane " << i;
         destroy_scale_color_conversion(&ctx);
+        EXPECT_TRUE(ctx.p_scale_index_x == nullptr && ctx.magic == 0);
       }
     }
   }
@@ -173,10 +158,6 @@ TEST(ColourConversionModel, InPlaceConversionEqualsSeparateBuffers) {
     destroy_scale_color_conversion(&ctx);
   }
 }
-
-}  // namespace
-
-namespace {
 
 // The vector luma is computed in 16-bit parts: check it against the 32-bit
 // formula on every (G, B) for a spread of R including both ends.

@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include "scale_test_util.h"
@@ -38,60 +36,33 @@ std::vector<T> random_image(std::size_t n) {
   }
 }
 
-template <class T>
-bool same(const std::vector<T>& a, const std::vector<T>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
-}
-
-template <class T>
-std::string first_difference(const std::vector<T>& want, const std::vector<T>& got, std::uint32_t width) {
-  for (std::size_t k = 0; k < std::min(want.size(), got.size()); ++k) {
-    if (std::memcmp(&want[k], &got[k], sizeof(T)) != 0) {
-      return "row " + std::to_string(k / width) + " column " + std::to_string(k % width) + ": want " +
-             std::to_string(want[k]) + ", got " + std::to_string(got[k]);
-    }
-  }
-  return "sizes differ";
-}
+using imgtest::same;
 
 // Geometries for each kernel around source width w.
 std::vector<Geometry> geometries(std::uint32_t w, std::uint32_t case_no) {
   const std::uint32_t src_pad = case_no % 2 == 0 ? 0 : 3;
   const std::uint32_t dst_pad = case_no % 3 == 0 ? 0 : 5;
   const std::uint32_t smaller = w > 1 ? w * 2 / 3 : 2;
-  std::vector<Geometry> g = {
-      {w, 3, w * 2 + 1, 3},      // horizontal up
-      {w, 2, smaller, 2},        // horizontal down (or up from 1)
-      {w, 5, w, 9},              // vertical up
-      {w, 9, w, 4},              // vertical down
-      {w, 4, w, 8},              // vertical 2x
-      {w, 5, w + 7, 11},         // both up
-      {w + 5, 7, std::max(1u, w / 2), 3},  // both down
-      {w, 3, w * 3, 2},          // both, mixed
-  };
-  for (Geometry& x : g) {
-    x.src_pad = src_pad;
-    x.dst_pad = dst_pad;
-  }
-  return g;
+  // Horizontal up, down (or up from 1); vertical up, down, 2x; both up, down, mixed.
+  return {{w, 3, w * 2 + 1, 3, src_pad, dst_pad},  {w, 2, smaller, 2, src_pad, dst_pad},
+          {w, 5, w, 9, src_pad, dst_pad},          {w, 9, w, 4, src_pad, dst_pad},
+          {w, 4, w, 8, src_pad, dst_pad},          {w, 5, w + 7, 11, src_pad, dst_pad},
+          {w + 5, 7, std::max(1u, w / 2), 3, src_pad, dst_pad}, {w, 3, w * 3, 2, src_pad, dst_pad}};
 }
 
 template <class T>
 void check_equivalence() {
   const std::uint32_t widths[] = {1, 2, 3, 4, 5, 7, 8, 9, 12, 15, 16, 17, 23, 24, 31, 32,
                                   33, 40, 47, 48, 49, 63, 64, 65, 100};
-  const auto targets = pxtest::vector_targets();
   std::uint32_t case_no = 0;
   for (std::uint32_t w : widths) {
     for (const Geometry& g : geometries(w, case_no++)) {
       const auto src = random_image<T>(std::size_t{g.src_width + g.src_pad} * g.src_height);
       const std::vector<T> want = scale_test::scale(g, src, 0);
-      for (std::int64_t target : targets) {
-        const std::vector<T> got = scale_test::scale(g, src, target);
-        EXPECT_TRUE(same(want, got)) << g.src_width << "x" << g.src_height << " -> " << g.dst_width << "x"
-                                     << g.dst_height << " pads " << g.src_pad << "/" << g.dst_pad << " on "
-                                     << pxtest::target_label(target) << ": "
-                                     << first_difference(want, got, g.dst_width);
+      for (std::int64_t target : pxtest::vector_targets()) {
+        EXPECT_TRUE(same(want, scale_test::scale(g, src, target)))
+            << g.src_width << "x" << g.src_height << " -> " << g.dst_width << "x" << g.dst_height << " pads "
+            << g.src_pad << "/" << g.dst_pad << " on " << pxtest::target_label(target);
       }
     }
   }
@@ -110,9 +81,7 @@ std::vector<T> scale_in_place(const Geometry& g, std::uint32_t shift, const std:
   EXPECT_NE(ctx, nullptr);
   std::vector<T> buffer = image;
   buffer.resize(image.size() + shift + std::size_t{g.dst_width} * g.dst_height + 64);
-  if (ctx != nullptr) {
-    EXPECT_EQ(common_img_scale(ctx.get(), buffer.data(), buffer.data() + shift), 0);
-  }
+  EXPECT_EQ(ctx == nullptr ? 0 : common_img_scale(ctx.get(), buffer.data(), buffer.data() + shift), 0);
   return buffer;
 }
 

@@ -2,7 +2,7 @@
 // every target against a per-pixel model of the definitions, with zero
 // tolerance. Sources end at an inaccessible page right after the last byte
 // the scaler may read (the one-beyond row and column when up-scaling);
-// destinations carry sentinels around the planes.
+// destinations carry guard bytes around the planes.
 #include <string>
 #include <vector>
 
@@ -11,38 +11,32 @@
 namespace {
 
 using yuv_test::Geometry;
-using yuv_test::Planes;
 
-std::vector<std::int64_t> all_targets() {
-  std::vector<std::int64_t> t{0};
-  for (std::int64_t v : pxtest::vector_targets()) t.push_back(v);
-  return t;
-}
-
-std::string describe(const Geometry& g, std::int64_t target) {
-  return std::to_string(g.sw) + "x" + std::to_string(g.sh) + " -> " + std::to_string(g.dw) + "x" +
-         std::to_string(g.dh) + " on " + pxtest::target_label(target);
-}
-
-// Runs all drivers of `method` on g against the model, on every target.
-void check_all_drivers(const Geometry& g, std::uint32_t method, std::uint32_t pad) {
-  const yuv_test::Source src(g, method, pad);
-  const Planes want = method == PXKIT_SCALE_AREA ? yuv_test::model_area(src, g)
-                                                 : yuv_test::model_bilinear(src, g);
-  for (std::int64_t target : all_targets()) {
-    SCOPED_TRACE(describe(g, target));
+// Runs all drivers of `method` on g against the model, on every target, on a
+// random source (fill < 0) or one filled with `fill`. Frames allocate nothing.
+// Returns the model's planes.
+yuv_test::Planes check_all_drivers(const Geometry& g, std::uint32_t method, std::uint32_t pad, int fill = -1) {
+  yuv_test::Source src(g, method, pad);
+  if (fill >= 0) src.fill(static_cast<std::uint8_t>(fill));
+  const yuv_test::Planes want = yuv_test::model(src, g, method);
+  for (std::int64_t target : imgtest::all_targets()) {
+    SCOPED_TRACE(std::to_string(g.sw) + "x" + std::to_string(g.sh) + " -> " + std::to_string(g.dw) + "x" +
+                 std::to_string(g.dh) + " fill " + std::to_string(fill) + " on " + pxtest::target_label(target));
     const pxtest::ScopedTarget scoped(target);
-    for (std::uint32_t flags : {0u, PXKIT_SCALE_FLAG_TABLE_ROWS}) {
-      auto ctx = yuv_test::make_context(g, method, flags);
-      ASSERT_NE(ctx, nullptr);
-      EXPECT_TRUE(yuv_test::run_frame(ctx.get(), src, g) == want) << "flags " << flags;
-    }
-    auto banded = yuv_test::make_context(g, method, PXKIT_SCALE_FLAG_BANDED);
-    ASSERT_NE(banded, nullptr);
-    EXPECT_TRUE(yuv_test::run_banded(banded.get(), src, g) == want) << "banded";
+    const auto whole = yuv_test::make_context(g, method, 0);
+    const auto table_rows = yuv_test::make_context(g, method, PXKIT_SCALE_FLAG_TABLE_ROWS);
+    const auto banded = yuv_test::make_context(g, method, PXKIT_SCALE_FLAG_BANDED);
+    EXPECT_TRUE(whole != nullptr && table_rows != nullptr && banded != nullptr);
+    if (whole == nullptr || table_rows == nullptr || banded == nullptr) break;
+    const std::uint64_t before = pxtest::library_allocations();
+    EXPECT_TRUE(yuv_test::run(whole.get(), src, g, false, 5) == want) << "whole frame";
+    EXPECT_TRUE(yuv_test::run(table_rows.get(), src, g, false, 5) == want) << "table rows";
+    EXPECT_TRUE(yuv_test::run(banded.get(), src, g, true, 3) == want) << "banded";
     // The call after the last band starts the next frame at row 0.
-    EXPECT_TRUE(yuv_test::run_banded(banded.get(), src, g) == want) << "banded, second frame";
+    EXPECT_TRUE(yuv_test::run(banded.get(), src, g, true, 3) == want) << "banded, second frame";
+    EXPECT_EQ(pxtest::library_allocations(), before);
   }
+  return want;
 }
 
 TEST(YuvScaleEquivalence, BilinearUpAndDownOddSizes) {
@@ -62,6 +56,21 @@ TEST(YuvScaleEquivalence, AreaOddSizesAndLongSpans) {
       {33, 70, 32, 33}, {301, 19, 150, 2}, {9, 200, 2, 37}};
   std::uint32_t pad = 0;
   for (const Geometry& g : sizes) check_all_drivers(g, PXKIT_SCALE_AREA, pad++ % 4);
+}
+
+// A uniform frame stays uniform: exactly v for power-of-two box factors, v or
+// v - 1 elsewhere for area (truncation); exactly v for bilinear.
+TEST(YuvScaleEquivalence, UniformFramesStayUniform) {
+  struct Case {
+    Geometry g;
+    std::uint32_t method;
+    bool exact;
+  };
+  for (const Case& c : {Case{{16, 16, 8, 4}, 3, true}, Case{{90, 60, 61, 41}, 3, false}, Case{{45, 33, 7, 5}, 3, false},
+                        Case{{30, 20, 71, 33}, 2, true}, Case{{70, 40, 33, 17}, 2, true}})
+    for (int v : {0, 1, 77, 128, 255})
+      for (const auto& plane : check_all_drivers(c.g, c.method, 1, v).p)
+        for (std::uint8_t x : plane) ASSERT_TRUE(x == v || (!c.exact && v != 0 && x == v - 1)) << int(x) << " for " << v;
 }
 
 // Destination widths from 2 to 3 x lanes + 1 (16 32-bit lanes on AVX-512),
