@@ -272,10 +272,7 @@ struct Source {
   datacode_image record() const { return {width, height, stride, buffer.as<std::uint8_t>()}; }
 };
 
-struct Config {
-  std::uint32_t src_w, src_h, src_pad, dst_w, dst_h, dst_pad, xo, yo;
-  int kind;
-};
+struct Config { std::uint32_t src_w, src_h, src_pad, dst_w, dst_h, dst_pad, xo, yo; int kind; };
 
 std::vector<Config> configs(std::uint32_t max_width) {
   std::vector<Config> out;

@@ -81,9 +81,7 @@ std::vector<T> scale(const Geometry& g, const std::vector<T>& src, std::int64_t 
   return result;
 }
 
-struct CreateArgs {
-  std::uint32_t sw, ss, sh, dw, ds, dh, method, type;
-};
+struct CreateArgs { std::uint32_t sw, ss, sh, dw, ds, dh, method, type; };
 
 void* create_quietly(const CreateArgs& a, std::string* printed) {
   void* made = nullptr;
@@ -94,10 +92,7 @@ void* create_quietly(const CreateArgs& a, std::string* printed) {
 }
 
 TEST(CommonScaleCreate, RefusalsComeInOrderWithTheirMessages) {
-  struct Case {
-    CreateArgs args;
-    const char* message;
-  };
+  struct Case { CreateArgs args; const char* message; };
   const Case cases[] = {
       {{0, 8, 4, 8, 16, 4, 2, 1}, "[error]: params not valid\n"},
       {{4, 8, 0, 8, 16, 4, 2, 1}, "[error]: params not valid\n"},
@@ -121,10 +116,7 @@ TEST(CommonScaleCreate, RefusalsComeInOrderWithTheirMessages) {
 
 TEST(CommonScaleCreate, ChoosesTheKernelByGeometry) {
   const auto& k = scalar_bilinear_kernels();
-  struct Case {
-    std::uint32_t sw, sh, dw, dh;
-    pxkit::scale::scale_kernel u16, f32;
-  };
+  struct Case { std::uint32_t sw, sh, dw, dh; pxkit::scale::scale_kernel u16, f32; };
   const Case cases[] = {
       {8, 5, 8, 10, k.v2x_u16, k.v2x_f32},  // height exactly doubled
       {8, 5, 8, 9, k.v_u16, k.v_f32},
@@ -201,10 +193,7 @@ TEST(CommonScaleFrame, RefusesNullPointersBadMagicAndAMissingKernel) {
 }
 
 TEST(BilinearTables, EntriesUse32BitPositionsAnd64BitProducts) {
-  struct Case {
-    std::uint32_t i, src, dst;
-    std::uint32_t index, w0, w1;
-  };
+  struct Case { std::uint32_t i, src, dst; std::uint32_t index, w0, w1; };
   const Case cases[] = {
       {0, 7, 3, 0, 2048, 0},
       {1, 4, 6, 0, 683, 1365},
@@ -230,11 +219,7 @@ TEST(BilinearTables, EntriesUse32BitPositionsAnd64BitProducts) {
 }
 
 template <class T>
-struct Example {
-  const char* name;
-  Geometry g;
-  std::vector<T> src, expected;
-};
+struct Example { const char* name; Geometry g; std::vector<T> src, expected; };
 
 template <class T>
 void check_on_every_target(const std::vector<Example<T>>& examples) {

@@ -24,24 +24,17 @@
 
 namespace {
 
-struct Geometry {
-  std::uint32_t sw, sh, dw, dh;
-};
+struct Geometry { std::uint32_t sw, sh, dw, dh; };
 
 // Table entry i of s -> d from the definition: index and second weight.
-struct Tap {
-  std::uint32_t index, w1;
-};
+struct Tap { std::uint32_t index, w1; };
 Tap bilinear_tap(std::uint32_t s, std::uint32_t d, std::uint32_t i) {
   const std::uint64_t p = std::uint64_t{s} * i * 2048 / d;
   return {static_cast<std::uint32_t>(p >> 11), static_cast<std::uint32_t>(p & 2047)};
 }
 
 // Area span of destination entry i: first and last source entries and their weights.
-struct Span {
-  std::uint32_t first, last;
-  float wf, wl;
-};
+struct Span { std::uint32_t first, last; float wf, wl; };
 Span area_span(std::uint32_t s, std::uint32_t d, std::uint32_t i) {
   const std::uint64_t start = std::uint64_t{i} * s, end = start + s;
   const float r = 1.0f / static_cast<float>(d);
@@ -169,11 +162,7 @@ Planes run(void* ctx, const Source& src, const Geometry& g, bool banded, std::ui
   return out;
 }
 
-struct Creation {
-  std::uint32_t args[8];
-  const char* output;
-  bool made;
-};
+struct Creation { std::uint32_t args[8]; const char* output; bool made; };
 
 TEST(YuvScaleApi, CreationChecksInOrderWithTheirMessages) {
   const Creation cases[] = {
@@ -228,10 +217,7 @@ TEST(YuvScaleApi, FrameCallRefusals) {
 // Every allocation of a creation fails in turn: the creation reports it,
 // returns null and frees what it had made (ASan checks the leaks).
 TEST(YuvScaleApi, EachAllocationFailureIsReported) {
-  struct Case {
-    std::uint32_t method, flags;
-    const char* table_failure;
-  };
+  struct Case { std::uint32_t method, flags; const char* table_failure; };
   const Case cases[] = {{2, 0, "[error]: __setup_bilinear_scale_ctx_u8 failed\n"},
                         {2, 4, "[error]: __setup_bilinear_scale_ctx_u8 failed\n"},
                         {3, 4, "[error]: __setup_down_sampling_ctx_u8 failed\n"}};
@@ -257,10 +243,7 @@ TEST(YuvScaleApi, EachAllocationFailureIsReported) {
 }
 
 TEST(YuvScaleApi, AreaSpansFollowTheCoveredSourceArea) {
-  struct Case {
-    std::uint32_t s, d, i, first, last;
-    float wf, wl;
-  };
+  struct Case { std::uint32_t s, d, i, first, last; float wf, wl; };
   const Case cases[] = {
       {3, 2, 0, 0, 1, 1.0f, 0.5f}, {3, 2, 1, 1, 2, 0.5f, 1.0f},  // 3 pixels into 2
       {8, 2, 1, 4, 7, 1.0f, 1.0f},                                 // exact multiple: whole pixels
@@ -324,11 +307,7 @@ TEST(YuvScaleEquivalence, AreaOddSizesAndLongSpans) {
 // A uniform frame stays uniform: exactly v for power-of-two box factors, v or
 // v - 1 elsewhere for area (truncation); exactly v for bilinear.
 TEST(YuvScaleEquivalence, UniformFramesStayUniform) {
-  struct Case {
-    Geometry g;
-    std::uint32_t method;
-    bool exact;
-  };
+  struct Case { Geometry g; std::uint32_t method; bool exact; };
   for (const Case& c : {Case{{16, 16, 8, 4}, 3, true}, Case{{90, 60, 61, 41}, 3, false}, Case{{45, 33, 7, 5}, 3, false},
                         Case{{30, 20, 71, 33}, 2, true}, Case{{70, 40, 33, 17}, 2, true}})
     for (int v : {0, 1, 77, 128, 255})
