@@ -37,8 +37,7 @@ void create(Ctx& c, std::int32_t threads, Image& src, Image& dst, const Matrix& 
             std::uint32_t xo = 0, std::uint32_t yo = 0) {
   const datacode_image s = src.record(), d = dst.record();
   c.printed = pxtest::capture_stdout([&] {
-    c.ctx = static_cast<datacode_crop_ctx*>(
-        create_datacode_bili_inter_crop_ctx(threads, &s, &d, m.data(), xo, yo));
+    c.ctx = static_cast<datacode_crop_ctx*>(create_datacode_bili_inter_crop_ctx(threads, &s, &d, m.data(), xo, yo));
   });
 }
 
@@ -72,13 +71,9 @@ TEST(CropCreate, RefusesBadParameters) {
 TEST(CropCreate, StripeSplit) {
   struct Case { std::int32_t threads; std::uint32_t height; std::vector<std::uint32_t> rows; };
   const Case cases[] = {
-      {12, 64, {8, 8, 8, 8, 8, 8, 8, 8}},
-      {4, 10, {2, 2, 2, 4}},
+      {12, 64, {8, 8, 8, 8, 8, 8, 8, 8}}, {4, 10, {2, 2, 2, 4}},
       {8, 10, {2, 2, 2, 2, 2, 0, 0, 0}},  // rows_per 2: stripes 5-7 would start past row 9
-      {3, 7, {2, 2, 3}},
-      {1, 7, {7}},
-      {2, 1, {0, 1}},
-  };
+      {3, 7, {2, 2, 3}}, {1, 7, {7}}, {2, 1, {0, 1}}};
   for (const Case& k : cases) {
     Image src = Image(16, 16), dst = Image(5, k.height, 3);
     Ctx c;

@@ -71,8 +71,7 @@ Grid run(const std::vector<std::uint8_t>& img, int w, int h, int step, std::size
   if (!img.empty()) std::memcpy(src.data(), img.data(), img.size());
   const std::uint64_t before = pxtest::library_allocations();
   EXPECT_EQ(do_sparse_scharr(&ctx, code_table().data(), src.as<std::uint8_t>(), mag.as<std::uint8_t>(),
-                             code.as<std::uint8_t>()),
-            0);
+                             code.as<std::uint8_t>()), 0);
   EXPECT_EQ(pxtest::library_allocations(), before) << "a frame allocated";
   deinit_sparse_scharr_ctx(&ctx);
   const auto* m = mag.as<std::uint8_t>();
@@ -132,8 +131,7 @@ TEST(SparseScharr, NullArgumentsWriteNothing) {
                 do_sparse_scharr(ok[0] ? &ctx : nullptr, ok[1] ? t : nullptr,
                                  ok[2] ? img.data() : nullptr, ok[3] ? mag.data() : nullptr,
                                  ok[4] ? code.data() : nullptr);
-              }),
-              "bad params\n");
+              }), "bad params\n");
   }
   EXPECT_EQ(mag, std::vector<std::uint8_t>(mag.size(), 0xEE));
   deinit_sparse_scharr_ctx(&ctx);
@@ -167,8 +165,7 @@ TEST(SparseScharr, CornerCases) {
        }},
       {"3x3 step 1", 3, 3, 1, random_image(3, 3), 3, nullptr},
       {"one pixel wide", 1, 6, 1, random_image(1, 6), 4, nullptr},
-      {"height 2", 16, 2, 1, random_image(16, 2), 0, nullptr},
-  };
+      {"height 2", 16, 2, 1, random_image(16, 2), 0, nullptr}};
   for (const std::int64_t target : imgtest::all_targets()) {
     pxtest::ScopedTarget scoped(target);
     for (const Case& c : cases) {

@@ -119,14 +119,10 @@ TEST(CommonScaleCreate, ChoosesTheKernelByGeometry) {
   struct Case { std::uint32_t sw, sh, dw, dh; pxkit::scale::scale_kernel u16, f32; };
   const Case cases[] = {
       {8, 5, 8, 10, k.v2x_u16, k.v2x_f32},  // height exactly doubled
-      {8, 5, 8, 9, k.v_u16, k.v_f32},
-      {8, 5, 8, 3, k.v_u16, k.v_f32},
-      {8, 5, 8, 15, k.v_u16, k.v_f32},
-      {8, 5, 3, 5, k.h_u16, k.h_f32},
-      {8, 5, 16, 5, k.h_u16, k.h_f32},
+      {8, 5, 8, 9, k.v_u16, k.v_f32}, {8, 5, 8, 3, k.v_u16, k.v_f32}, {8, 5, 8, 15, k.v_u16, k.v_f32},
+      {8, 5, 3, 5, k.h_u16, k.h_f32}, {8, 5, 16, 5, k.h_u16, k.h_f32},
       {8, 5, 16, 10, k.hv_u16, k.hv_f32},  // both differ, even when doubled
-      {8, 5, 3, 2, k.hv_u16, k.hv_f32},
-  };
+      {8, 5, 3, 2, k.hv_u16, k.hv_f32}};
   pxtest::ScopedTarget scalar(0);
   for (const Case& c : cases) {
     for (std::uint32_t type : {PXKIT_SCALE_DATA_U16, PXKIT_SCALE_DATA_F32}) {
@@ -144,11 +140,9 @@ TEST(CommonScaleCreate, ChoosesTheKernelByGeometry) {
 TEST(CommonScaleCreate, EveryAllocationFailureIsReportedAndLeavesNothing) {
   // The context, the intermediate, the index table, the weight table.
   const char* expected[] = {
-      "[error]: no memory\n",
-      "[error]: no memory\n",
+      "[error]: no memory\n", "[error]: no memory\n",
       "[error]: no memory\n[error]: __setup_bilinear_scale_ctx_u8 failed\n",
-      "[error]: no memory\n[error]: __setup_bilinear_scale_ctx_u8 failed\n",
-  };
+      "[error]: no memory\n[error]: __setup_bilinear_scale_ctx_u8 failed\n"};
   for (int k = 0; k < 4; ++k) {
     const std::uint64_t before = pxkit::mem::allocation_count();
     pxkit::mem::fail_allocation_after(k);
@@ -195,16 +189,13 @@ TEST(CommonScaleFrame, RefusesNullPointersBadMagicAndAMissingKernel) {
 TEST(BilinearTables, EntriesUse32BitPositionsAnd64BitProducts) {
   struct Case { std::uint32_t i, src, dst; std::uint32_t index, w0, w1; };
   const Case cases[] = {
-      {0, 7, 3, 0, 2048, 0},
-      {1, 4, 6, 0, 683, 1365},
-      {4, 4, 6, 2, 683, 1365},
+      {0, 7, 3, 0, 2048, 0}, {1, 4, 6, 0, 683, 1365}, {4, 4, 6, 2, 683, 1365},
       {5, 4, 6, 3, 2048, 0},          // at the last column: clamped
       {2, 3, 2, 2, 2048, 0},          // past the last column: clamped
       {3, 1, 8, 0, 2048, 0},          // a single column
       {1000000, 100000, 2000000, 50000, 2048, 0},  // 2.048e14 needs 64 bits
       {1u << 21, 4000000, 3000000, 0, 2048, 0},    // i x 2048 wraps to 0 in 32 bits
-      {(1u << 21) + 1000, 4000000, 3000000, 1333, 1366, 682},
-  };
+      {(1u << 21) + 1000, 4000000, 3000000, 1333, 1366, 682}};
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.i) + " of " + std::to_string(c.src) + " -> " + std::to_string(c.dst));
     const auto e = bilinear_entry(c.i, c.src, c.dst, BorderClamp::kYes);
@@ -241,8 +232,7 @@ TEST(BilinearValues, U16Examples) {
       {"single source column", {1, 2, 5, 2}, {7, 9}, {7, 7, 7, 7, 7, 9, 9, 9, 9, 9}},
       {"2x wider: copies and rounded means, last column clamped", {4, 1, 8, 1},
        {10, 20, 31, 40}, {10, 15, 20, 26, 31, 36, 40, 40}},
-      {"right border clamp at 1.5x", {4, 1, 6, 1}, {0, 300, 600, 900},
-       {0, 200, 400, 600, 800, 900}},
+      {"right border clamp at 1.5x", {4, 1, 6, 1}, {0, 300, 600, 900}, {0, 200, 400, 600, 800, 900}},
       {"height doubled: rounded means, last row repeated", {2, 2, 2, 4}, {1, 65535, 2, 65534},
        {1, 65535, 2, 65535, 2, 65534, 2, 65534}},
       {"bottom clamp at 1.5x height", {1, 2, 1, 3}, {100, 400}, {100, 300, 400}},
@@ -252,15 +242,13 @@ TEST(BilinearValues, U16Examples) {
       // weights (2048, 0): 168 >> 4 = 10; row 1 (1024, 1024) rounds two
       // truncated products: (((168 x 1024) >> 14) x 2 + 1) >> 1 = 10.
       {"Q4 example", {2, 2, 4, 4}, {10, 11, 10, 11},
-       {10, 10, 11, 11, 10, 10, 11, 11, 10, 10, 11, 11, 10, 10, 11, 11}},
-  };
+       {10, 10, 11, 11, 10, 10, 11, 11, 10, 10, 11, 11, 10, 10, 11, 11}}};
   check_on_every_target(examples);
 }
 
 TEST(BilinearValues, F32KeepsCopiedSamplesAndLosesFractionsWhenInterpolating) {
   const std::vector<Example<float>> examples = {
-      {"2x wider", {4, 1, 8, 1}, {-3.5f, 2.0f, 5.25f, -1.0f},
-       {-3.5f, 1.0f, 2.0f, 4.0f, 5.25f, 3.0f, -1.0f, -1.0f}},
+      {"2x wider", {4, 1, 8, 1}, {-3.5f, 2.0f, 5.25f, -1.0f}, {-3.5f, 1.0f, 2.0f, 4.0f, 5.25f, 3.0f, -1.0f, -1.0f}},
       {"vertical, interpolated -3.5 gives 0", {2, 2, 2, 3}, {-3.5f, 7.75f, -3.5f, 100.0f},
        {-3.5f, 7.75f, 0.0f, 69.0f, -3.5f, 100.0f}},
       {"height doubled: (a + b) x 0.5 in float", {2, 2, 2, 4}, {-3.5f, 1.25f, 2.0f, 1e30f},
@@ -270,8 +258,7 @@ TEST(BilinearValues, F32KeepsCopiedSamplesAndLosesFractionsWhenInterpolating) {
       // Products saturate at 2^32 - 1: Q4 (2^32 - 1) >> 4 on a copied row, and
       // ((2^32 - 1) >> 7) >> 4 where a huge sample is interpolated.
       {"both directions, saturated products", {2, 2, 4, 3}, {1e30f, -3.5f, 2.0f, 3.0f},
-       {268435456.0f, 2097151.0f, 0.0f, 0.0f, 131073.0f, 44033.0f, 2.0f, 2.0f, 2.0f, 2.0f, 3.0f, 3.0f}},
-  };
+       {268435456.0f, 2097151.0f, 0.0f, 0.0f, 131073.0f, 44033.0f, 2.0f, 2.0f, 2.0f, 2.0f, 3.0f, 3.0f}}};
   check_on_every_target(examples);
 }
 
@@ -348,8 +335,7 @@ template <class T>
 void check_overlap() {
   const std::uint32_t w = 37;
   const Geometry cases[] = {{w, 12, w, 7, 0, 0},  {w, 6, w, 12, 0, 0}, {w, 6, w, 11, 0, 0},
-                            {w, 6, 25, 6, 0, 12}, {w, 6, 45, 6, 0, 0}, {w, 9, 30, 5, 0, 7},
-                            {w, 5, 50, 9, 0, 0}};
+                            {w, 6, 25, 6, 0, 12}, {w, 6, 45, 6, 0, 0}, {w, 9, 30, 5, 0, 7}, {w, 5, 50, 9, 0, 0}};
   for (const Geometry& g : cases) {
     for (std::uint32_t shift : {0u, 1u, 9u, w + 3}) {
       const auto image = random_image<T>(std::size_t{w} * g.src_height);

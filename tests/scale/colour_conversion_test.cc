@@ -57,8 +57,7 @@ TEST(ColourConversionSetup, RefusalsPrintTheirLineAndLeaveTheContextUntouched) {
       {&ctx, 0, 4, 2, 2, 7, 10, -1, "[error]: params not valid\n"},
       {&ctx, 4, 4, 2, 0, 7, 10, -1, "[error]: params not valid\n"},
       {&ctx, 4, 4, 2, 2, 0, 10, -1, "[error]: params not valid\n"},
-      {&ctx, 4, 4, 2, 2, 7, 0, -1, "[error]: params not valid\n"},
-  };
+      {&ctx, 4, 4, 2, 2, 7, 0, -1, "[error]: params not valid\n"}};
   for (const Case& c : cases) {
     std::string printed;
     EXPECT_EQ(quiet_setup(c.ctx, c.sw, c.sh, c.dw, c.dh, c.sf, c.df, &printed), c.rc);
@@ -139,8 +138,7 @@ std::uint8_t model_luma(std::int32_t format, const std::uint8_t* p) {
 
 struct Images { Plane src[2], dst[3]; };
 
-Images make_images(std::int32_t sf, std::uint32_t sw, std::uint32_t sh, std::uint32_t dw,
-                   std::uint32_t dh) {
+Images make_images(std::int32_t sf, std::uint32_t sw, std::uint32_t sh, std::uint32_t dw, std::uint32_t dh) {
   Images im;
   im.src[0] = Plane(sw * bytes_of(sf), sh, kPadBytes, true);
   // Odd source widths get a destination stride of their own (luma copied row by row).
@@ -206,8 +204,7 @@ TEST(ColourConversionModel, EveryPairAndSizeOnEveryTargetEqualsTheModel) {
   const std::uint32_t sizes[][4] = {
       {1, 1, 1, 1},     {1, 5, 1, 5},     {5, 1, 5, 1},     {6, 4, 6, 4},    {67, 9, 67, 9},
       {200, 6, 200, 6}, {200, 6, 67, 5},  {67, 5, 200, 6},  {9, 9, 4, 4},    {16, 8, 33, 3},
-      {131, 7, 130, 8}, {130, 8, 131, 7}, {1, 1, 70, 3},    {97, 3, 1, 1},   {64, 2, 63, 2},
-  };
+      {131, 7, 130, 8}, {130, 8, 131, 7}, {1, 1, 70, 3},    {97, 3, 1, 1},   {64, 2, 63, 2}};
   for (std::int64_t target : imgtest::all_targets()) {
     SCOPED_TRACE(pxtest::target_label(target));
     pxtest::ScopedTarget only(target);

@@ -180,8 +180,7 @@ TEST(YuvScaleApi, CreationChecksInOrderWithTheirMessages) {
       {{8, 8, 3, 3, 1, 2, 2, 0xF8}, "", true},  // unknown flag bits are ignored
       {{2, 2, 1, 1, 1, 2, 2, 1}, "", true},
       {{0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFEu, 2, 1, 2, 2, 0}, "[error]: no memory\n", false},  // too large
-      {{0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFEu, 2, 1, 2, 2, 4}, "[error]: no memory\n", false},
-  };
+      {{0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFEu, 2, 1, 2, 2, 4}, "[error]: no memory\n", false}};
   for (const Creation& c : cases) {
     const std::uint32_t* a = c.args;
     Context ctx;
@@ -289,8 +288,7 @@ TEST(YuvScaleEquivalence, BilinearUpAndDownOddSizes) {
   const Geometry sizes[] = {
       {2, 2, 3, 3},     {8, 6, 13, 9},     {5, 4, 4, 3},      {33, 35, 17, 20},
       {64, 48, 37, 29}, {17, 33, 40, 70},  {100, 60, 64, 50}, {9, 40, 70, 17},
-      {240, 135, 160, 90}, {7, 5, 130, 47}, {160, 37, 21, 100}, {31, 97, 31, 45},
-      {44, 30, 44, 61},  {3, 2, 2, 3}};
+      {240, 135, 160, 90}, {7, 5, 130, 47}, {160, 37, 21, 100}, {31, 97, 31, 45}, {44, 30, 44, 61},  {3, 2, 2, 3}};
   std::uint32_t pad = 0;
   for (const Geometry& g : sizes) check_all_drivers(g, PXKIT_SCALE_BILINEAR, pad++ % 4);
 }
