@@ -123,14 +123,11 @@ TEST(SparseScharr, NullArgumentsWriteNothing) {
   ASSERT_EQ(init_sparse_scharr_ctx(&ctx, 8, 8, 1), 0);
   std::vector<std::uint8_t> img(64, 9), mag(64, 0xEE), code(64, 0xEE);
   const std::uint8_t* t = code_table().data();
-  const auto calls = {std::array<bool, 5>{false, true, true, true, true},
-                      {true, false, true, true, true}, {true, true, false, true, true},
-                      {true, true, true, false, true}, {true, true, true, true, false}};
-  for (const auto& ok : calls) {
+  for (int missing = 0; missing < 5; ++missing) {  // each argument null in turn
     EXPECT_EQ(pxtest::capture_stdout([&] {
-                do_sparse_scharr(ok[0] ? &ctx : nullptr, ok[1] ? t : nullptr,
-                                 ok[2] ? img.data() : nullptr, ok[3] ? mag.data() : nullptr,
-                                 ok[4] ? code.data() : nullptr);
+                do_sparse_scharr(missing == 0 ? nullptr : &ctx, missing == 1 ? nullptr : t,
+                                 missing == 2 ? nullptr : img.data(), missing == 3 ? nullptr : mag.data(),
+                                 missing == 4 ? nullptr : code.data());
               }), "bad params\n");
   }
   EXPECT_EQ(mag, std::vector<std::uint8_t>(mag.size(), 0xEE));

@@ -17,15 +17,11 @@ namespace {
 
 using Matrix = std::vector<float>;
 
-struct Solved {
-  std::int32_t result;
-  std::vector<float> x;
-  Matrix a;  // matrix_a after the call
-  std::string printed;
-};
+// The result, x (filled with -7 before the call), matrix_a after it and the report.
+struct Solved { std::int32_t result; std::vector<float> x; Matrix a; std::string printed; };
 
-Solved run(Matrix a, const std::vector<float>& b, int flags, float x_fill = -7.0f) {
-  Solved s{0, std::vector<float>(b.size(), x_fill), {}, {}};
+Solved run(Matrix a, const std::vector<float>& b, int flags) {
+  Solved s{0, std::vector<float>(b.size(), -7.0f), {}, {}};
   const auto n = static_cast<std::int32_t>(b.size());
   s.printed = pxtest::capture_stdout([&] { s.result = solve_f32(a.data(), s.x.data(), b.data(), n, static_cast<std::uint8_t>(flags)); });
   s.a = std::move(a);
@@ -70,20 +66,17 @@ Solved reference(Matrix a, const std::vector<float>& b) {
   return s;
 }
 
-Matrix random_matrix(std::size_t n, bool dominant) {
-  std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-  Matrix a(n * n);
-  for (float& v : a) v = dist(pxtest::rng());
-  if (dominant)
-    for (std::size_t i = 0; i < n; ++i) a[i * n + i] += static_cast<float>(n);
-  return a;
-}
-
-std::vector<float> random_vector(std::size_t n) {
-  std::uniform_real_distribution<float> dist(-100.0f, 100.0f);
+std::vector<float> random_vector(std::size_t n, float limit = 100.0f) {
+  std::uniform_real_distribution<float> dist(-limit, limit);
   std::vector<float> b(n);
   for (float& v : b) v = dist(pxtest::rng());
   return b;
+}
+
+Matrix random_matrix(std::size_t n, bool dominant) {
+  Matrix a = random_vector(n * n, 1.0f);
+  for (std::size_t i = 0; dominant && i < n; ++i) a[i * n + i] += static_cast<float>(n);
+  return a;
 }
 
 using imgtest::same;

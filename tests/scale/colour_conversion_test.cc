@@ -1,10 +1,6 @@
 // Colour conversion with nearest-neighbour scaling through its API: setup,
-// states and refusals (messages letter for letter), and every format pair,
-// equal size and scaled up and down (odd sizes included), on the scalar
-// reference and every vector target, against a model written from the
-// definitions: the index tables and nearest indices from the ceiling formula,
-// luma, the chroma split and the truncating 2 x 2 mean. Rows have padding that
-// must stay untouched; frames allocate nothing.
+// states and refusals, and every format pair and size on every target against
+// a model written from the definitions (index tables, luma, chroma means).
 #include <pxkit.h>
 
 #include <cstdint>
@@ -35,14 +31,7 @@ TEST(ColourConversionSetup, ContextLayoutMatchesTheHeader) {
 }
 
 TEST(ColourConversionSetup, RefusalsPrintTheirLineAndLeaveTheContextUntouched) {
-  struct Case {
-    Ctx* ctx;
-    std::uint32_t sw, sh, dw, dh;
-    std::int32_t sf;
-    std::uint32_t df;
-    int rc;
-    const char* message;
-  };
+  struct Case { Ctx* ctx; std::uint32_t sw, sh, dw, dh; std::int32_t sf; std::uint32_t df; int rc; const char* text; };
   Ctx ctx;
   std::memset(&ctx, 0x3c, sizeof ctx);
   ctx.p_scale_index_x = nullptr;
@@ -61,36 +50,30 @@ TEST(ColourConversionSetup, RefusalsPrintTheirLineAndLeaveTheContextUntouched) {
   for (const Case& c : cases) {
     std::string printed;
     EXPECT_EQ(quiet_setup(c.ctx, c.sw, c.sh, c.dw, c.dh, c.sf, c.df, &printed), c.rc);
-    EXPECT_EQ(printed, c.message);
-    EXPECT_EQ(std::memcmp(&ctx, &before, sizeof ctx), 0) << c.message;
+    EXPECT_EQ(printed, c.text);
+    EXPECT_EQ(std::memcmp(&ctx, &before, sizeof ctx), 0) << c.text;
   }
 }
 
-TEST(ColourConversionSetup, SecondSetupWarnsAndLeavesTheOldBlockToTheCaller) {
+// A second setup warns and leaves the old block to the caller; a failed table
+// allocation is reported and leaves no tables and no magic, so frames refuse.
+TEST(ColourConversionSetup, SecondSetupWarnsAndFailedTablesReportNoMemory) {
   Ctx ctx{};
   ASSERT_EQ(quiet_setup(&ctx, 8, 8, 4, 4, 10, 10), 0);
   std::uint32_t* old_block = ctx.p_scale_index_x;
   std::string printed;
   ASSERT_EQ(quiet_setup(&ctx, 8, 8, 8, 8, 10, 10, &printed), 0);
   char expected[80];
-  std::snprintf(expected, sizeof expected, "[warn]: p_scale_index_x is not null, %p\n",
-                static_cast<void*>(old_block));
+  std::snprintf(expected, sizeof expected, "[warn]: p_scale_index_x is not null, %p\n", static_cast<void*>(old_block));
   EXPECT_EQ(printed, expected);
-  EXPECT_EQ(ctx.p_scale_index_x, nullptr);
-  EXPECT_EQ(ctx.scaling, 0);
+  EXPECT_TRUE(ctx.p_scale_index_x == nullptr && ctx.scaling == 0);
   pxkit::mem::release(old_block);  // the caller's to free, as documented
-  destroy_scale_color_conversion(&ctx);
-}
-
-TEST(ColourConversionSetup, FailedTableAllocationReportsNoMemoryAndFramesRefuse) {
-  Ctx ctx{};
-  std::string printed;
+  ctx = Ctx{};
   pxkit::mem::fail_allocation_after(0);
   EXPECT_EQ(quiet_setup(&ctx, 8, 8, 4, 4, 7, 10, &printed), -3);
   pxkit::mem::fail_allocation_after(-1);
   EXPECT_EQ(printed, "[error]: no memory\n");
-  EXPECT_EQ(ctx.p_scale_index_x, nullptr);
-  EXPECT_EQ(ctx.magic, 0);
+  EXPECT_TRUE(ctx.p_scale_index_x == nullptr && ctx.magic == 0);
   destroy_scale_color_conversion(&ctx);
 }
 

@@ -1,10 +1,7 @@
-// The YUV 4:2:0 scaler (img_scale) through its API: creation refusals and
-// messages, frame-call checks, allocation failures, and every driver (whole
-// frame with either flag, banded, repeated frames) on every target against a
-// per-pixel model of the definitions, with zero tolerance. Sources end at an
-// inaccessible page right after the last byte the scaler may read (the
-// one-beyond row and column when up-scaling); destinations carry guard bytes
-// around the planes; frames allocate nothing.
+// The YUV 4:2:0 scaler (img_scale) through its API: refusals, allocation
+// failures, and every driver on every target against a per-pixel model of the
+// definitions, with zero tolerance. Sources end at an inaccessible page right
+// after the last byte the scaler may read; destination planes carry guards.
 #include <pxkit.h>
 
 #include <algorithm>
@@ -194,20 +191,20 @@ TEST(YuvScaleApi, CreationChecksInOrderWithTheirMessages) {
 TEST(YuvScaleApi, FrameCallRefusals) {
   auto ctx = make_context({8, 8, 4, 4}, PXKIT_SCALE_BILINEAR, 0);
   img_planes planes{};
+  std::int32_t result = 0;
+  const auto call = [&](void* c, const img_planes* d) {
+    return pxtest::capture_stdout([&] { result = img_scale(c, &planes, d); });
+  };
   char want[160];
   std::snprintf(want, sizeof want, "[error]: null ctx %p, or null src %p dst %p\n", ctx.get(),
                 static_cast<void*>(&planes), static_cast<void*>(nullptr));
-  std::int32_t result = 0;
-  EXPECT_EQ(pxtest::capture_stdout([&] { result = img_scale(ctx.get(), &planes, nullptr); }), want);
+  EXPECT_EQ(call(ctx.get(), nullptr), want);
   EXPECT_EQ(result, -1);
-
   pxkit::scale::img_scale_head fake{0x12345678u, nullptr, nullptr};
-  EXPECT_EQ(pxtest::capture_stdout([&] { result = img_scale(&fake, &planes, &planes); }),
-            "[error]: bad magic 0x12345678\n");
+  EXPECT_EQ(call(&fake, &planes), "[error]: bad magic 0x12345678\n");
   EXPECT_EQ(result, -2);
   fake.magic = 0x963D5BA2u;
-  EXPECT_EQ(pxtest::capture_stdout([&] { result = img_scale(&fake, &planes, &planes); }),
-            "[error]: null func_scale\n");
+  EXPECT_EQ(call(&fake, &planes), "[error]: null func_scale\n");
   EXPECT_EQ(result, -3);
   destroy_img_scale_ctx(&fake);  // no destroy function: nothing happens
   destroy_img_scale_ctx(nullptr);
@@ -284,22 +281,18 @@ Planes check_all_drivers(const Geometry& g, std::uint32_t method, std::uint32_t 
   return want;
 }
 
-TEST(YuvScaleEquivalence, BilinearUpAndDownOddSizes) {
-  const Geometry sizes[] = {
-      {2, 2, 3, 3},     {8, 6, 13, 9},     {5, 4, 4, 3},      {33, 35, 17, 20},
-      {64, 48, 37, 29}, {17, 33, 40, 70},  {100, 60, 64, 50}, {9, 40, 70, 17},
-      {240, 135, 160, 90}, {7, 5, 130, 47}, {160, 37, 21, 100}, {31, 97, 31, 45}, {44, 30, 44, 61},  {3, 2, 2, 3}};
+// Bilinear up and down, area with long spans; odd sizes; pads 0 to 3.
+TEST(YuvScaleEquivalence, OddSizesAndLongSpans) {
+  const Geometry bilinear[] = {
+      {2, 2, 3, 3},     {8, 6, 13, 9},     {5, 4, 4, 3},      {33, 35, 17, 20},  {64, 48, 37, 29},
+      {17, 33, 40, 70}, {100, 60, 64, 50}, {9, 40, 70, 17},   {240, 135, 160, 90}, {7, 5, 130, 47},
+      {160, 37, 21, 100}, {31, 97, 31, 45}, {44, 30, 44, 61}, {3, 2, 2, 3}};
+  const Geometry area[] = {
+      {3, 3, 2, 2},     {5, 4, 4, 3},      {8, 8, 4, 4},     {64, 48, 37, 29}, {97, 71, 30, 17}, {200, 40, 7, 3},
+      {40, 36, 39, 35}, {240, 135, 160, 90}, {33, 70, 32, 33}, {301, 19, 150, 2}, {9, 200, 2, 37}};
   std::uint32_t pad = 0;
-  for (const Geometry& g : sizes) check_all_drivers(g, PXKIT_SCALE_BILINEAR, pad++ % 4);
-}
-
-TEST(YuvScaleEquivalence, AreaOddSizesAndLongSpans) {
-  const Geometry sizes[] = {
-      {3, 3, 2, 2},     {5, 4, 4, 3},      {8, 8, 4, 4},     {64, 48, 37, 29},
-      {97, 71, 30, 17}, {200, 40, 7, 3},   {40, 36, 39, 35}, {240, 135, 160, 90},
-      {33, 70, 32, 33}, {301, 19, 150, 2}, {9, 200, 2, 37}};
-  std::uint32_t pad = 0;
-  for (const Geometry& g : sizes) check_all_drivers(g, PXKIT_SCALE_AREA, pad++ % 4);
+  for (const Geometry& g : bilinear) check_all_drivers(g, PXKIT_SCALE_BILINEAR, pad++ % 4);
+  for (const Geometry& g : area) check_all_drivers(g, PXKIT_SCALE_AREA, pad++ % 4);
 }
 
 // A uniform frame stays uniform: exactly v for power-of-two box factors, v or
