@@ -86,9 +86,6 @@ std::vector<T> random_image(std::size_t n) {
 
 using imgtest::same;
 
-constexpr std::uint32_t type_of(std::uint16_t) { return SPARSE_SCHARR_S1_U16; }
-constexpr std::uint32_t type_of(float) { return SPARSE_SCHARR_S1_F32; }
-
 // Runs one frame into a result with guard words before and after it; the
 // frame must allocate nothing.
 template <class T>
@@ -98,12 +95,10 @@ std::vector<T> run(void* ctx, const std::vector<T>& src, float threshold, bool v
   std::vector<T> dst(src.size() + 2 * kGuard), guard(kGuard);
   std::memset(dst.data(), imgtest::kGuard, dst.size() * sizeof(T));
   std::memset(guard.data(), imgtest::kGuard, kGuard * sizeof(T));
+  const std::uint32_t type = std::is_same_v<T, float> ? SPARSE_SCHARR_S1_F32 : SPARSE_SCHARR_S1_U16;
   const std::uint64_t before = pxtest::library_allocations();
-  if (v2) {
-    do_sparse_scharr_s1_v2(ctx, src.data(), dst.data() + kGuard, dynamic, type_of(T{}), threshold, epsilon);
-  } else {
-    do_sparse_scharr_s1(ctx, src.data(), dst.data() + kGuard, type_of(T{}), threshold);
-  }
+  v2 ? do_sparse_scharr_s1_v2(ctx, src.data(), dst.data() + kGuard, dynamic, type, threshold, epsilon)
+     : do_sparse_scharr_s1(ctx, src.data(), dst.data() + kGuard, type, threshold);
   EXPECT_EQ(pxtest::library_allocations(), before) << "a frame allocated";
   EXPECT_TRUE(same(std::vector<T>(dst.begin(), dst.begin() + kGuard), guard)) << "write before the result";
   EXPECT_TRUE(same(std::vector<T>(dst.end() - kGuard, dst.end()), guard)) << "write after the result";
@@ -124,8 +119,8 @@ TEST(ScharrS1Init, StripesThreadsAndRefusals) {
     ASSERT_NE(ctx, nullptr);
     EXPECT_TRUE(c.printed != nullptr ? out == c.printed : out.find("error: thread pool create fail\n") != std::string::npos)
         << c.threads << ": " << out;
-    EXPECT_EQ(internals(ctx).number_of_parallel, c.stripes) << c.threads;
-    EXPECT_EQ(internals(ctx).pool != nullptr, c.pool) << c.threads;
+    EXPECT_TRUE(internals(ctx).number_of_parallel == c.stripes && (internals(ctx).pool != nullptr) == c.pool)
+        << c.threads;
   }
   for (const auto& [w, h] : {std::pair{0u, 5u}, {5u, 0u}})
     EXPECT_EQ(pxtest::capture_stdout([&] { EXPECT_EQ(init_sparse_scharr_s1_ctx(2, w, h), nullptr); }),
@@ -263,9 +258,7 @@ TEST(ScharrS1, SmallHeightsWithEveryThreadCount) {
       const S1 ctx = make_s1(threads, 7, h);
       std::uint32_t rows = 0;
       for (std::uint32_t k = 0; k < internals(ctx).number_of_parallel; ++k) rows += internals(ctx).stripes[k].rows;
-      if (threads > 1) {
-        EXPECT_EQ(rows, h > 2 ? h - 2 : 0) << h << " rows, " << threads << " threads";
-      }
+      EXPECT_TRUE(threads == 1 || rows == (h > 2 ? h - 2 : 0)) << h << " rows, " << threads << " threads";
       EXPECT_TRUE(same(run(ctx.get(), u, 120000.0f), want)) << h << " rows, " << threads << " threads";
     }
   }

@@ -17,12 +17,10 @@
 
 namespace {
 
-constexpr std::size_t kTableBytes = 512 * 512;
-
 // A table whose every entry differs from its neighbours, so a wrong index shows.
 const std::vector<std::uint8_t>& code_table() {
   static const std::vector<std::uint8_t> table = [] {
-    std::vector<std::uint8_t> t(kTableBytes);
+    std::vector<std::uint8_t> t(512 * 512);
     for (std::size_t i = 0; i < t.size(); ++i) t[i] = static_cast<std::uint8_t>((i * 2654435761u) >> 13);
     return t;
   }();
@@ -43,16 +41,9 @@ Grid reference(const std::vector<std::uint8_t>& img, int w, int h, int step) {
       int s[3], d[3];
       for (int i = 0; i < 3; ++i) {
         const std::uint8_t* p = &img[static_cast<std::size_t>(r - 1 + i) * w];
-        if (j == 0) {
-          s[i] = 10 * p[0] + 6 * (w > 1 ? p[1] : p[0]);
-          d[i] = 0;
-        } else if (j == sw - 1 && exact) {
-          s[i] = 10 * p[c] + 6 * p[c - 1];
-          d[i] = 0;
-        } else {
-          s[i] = 3 * p[c - 1] + 10 * p[c] + 3 * p[c + 1];
-          d[i] = p[c + 1] - p[c - 1];
-        }
+        if (j == 0) s[i] = 10 * p[0] + 6 * (w > 1 ? p[1] : p[0]), d[i] = 0;  // mirrored at the left
+        else if (j == sw - 1 && exact) s[i] = 10 * p[c] + 6 * p[c - 1], d[i] = 0;  // and at an exact right edge
+        else s[i] = 3 * p[c - 1] + 10 * p[c] + 3 * p[c + 1], d[i] = p[c + 1] - p[c - 1];
       }
       const int gy = (s[2] - s[0]) >> 4, gx = (3 * d[0] + 10 * d[1] + 3 * d[2]) >> 4;
       out.magnitude.push_back(static_cast<std::uint8_t>(std::min(std::abs(gx) + std::abs(gy), 255)));

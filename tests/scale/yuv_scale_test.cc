@@ -65,15 +65,11 @@ class Source {
       const auto v = pxtest::random_ints<std::uint8_t>(b->size(), 0, 255);
       std::memcpy(b->data(), v.data(), v.size());
     }
-    planes_.plane[0] = y_->as<std::uint8_t>();
-    planes_.plane[1] = uv_->as<std::uint8_t>();
-    planes_.stride[0] = ys;
-    planes_.stride[1] = cs;
+    planes_ = {{y_->as<std::uint8_t>(), uv_->as<std::uint8_t>()}, {ys, cs}};
   }
   const img_planes& planes() const { return planes_; }
   void fill(std::uint8_t v) {
-    std::memset(y_->data(), v, y_->size());
-    std::memset(uv_->data(), v, uv_->size());
+    for (const auto* b : {y_.get(), uv_.get()}) std::memset(b->data(), v, b->size());
   }
   // Sample x, y of plane k (0 luma; 1, 2 the chroma channels of pair x).
   std::uint32_t at(int k, std::uint32_t x, std::uint32_t y) const {
