@@ -216,9 +216,8 @@ void check_on_every_target(const std::vector<Example<T>>& examples) {
   }
 }
 
-std::vector<std::uint16_t> repeat(std::uint16_t v, std::size_t n) { return std::vector<std::uint16_t>(n, v); }
-
 TEST(BilinearValues, U16Examples) {
+  using U16 = std::vector<std::uint16_t>;
   const std::vector<Example<std::uint16_t>> examples = {
       {"single source column", {1, 2, 5, 2}, {7, 9}, {7, 7, 7, 7, 7, 9, 9, 9, 9, 9}},
       {"2x wider: copies and rounded means, last column clamped", {4, 1, 8, 1},
@@ -227,8 +226,8 @@ TEST(BilinearValues, U16Examples) {
       {"height doubled: rounded means, last row repeated", {2, 2, 2, 4}, {1, 65535, 2, 65534},
        {1, 65535, 2, 65535, 2, 65534, 2, 65534}},
       {"bottom clamp at 1.5x height", {1, 2, 1, 3}, {100, 400}, {100, 300, 400}},
-      {"65535 both directions up", {3, 3, 7, 5}, repeat(65535, 9), repeat(65535, 35)},
-      {"65535 both directions down", {9, 7, 4, 3}, repeat(65535, 63), repeat(65535, 12)},
+      {"65535 both directions up", {3, 3, 7, 5}, U16(9, 65535), U16(35, 65535)},
+      {"65535 both directions down", {9, 7, 4, 3}, U16(63, 65535), U16(12, 65535)},
       // Column weights (1024, 1024) make Q4 168 from 10 and 11; row 0 has
       // weights (2048, 0): 168 >> 4 = 10; row 1 (1024, 1024) rounds two
       // truncated products: (((168 x 1024) >> 14) x 2 + 1) >> 1 = 10.

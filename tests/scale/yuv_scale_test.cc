@@ -73,7 +73,8 @@ class Source {
   }
   // Sample x, y of plane k (0 luma; 1, 2 the chroma channels of pair x).
   std::uint32_t at(int k, std::uint32_t x, std::uint32_t y) const {
-    return planes_.plane[k == 0 ? 0 : 1][std::size_t{y} * planes_.stride[k == 0 ? 0 : 1] + (k == 0 ? x : 2 * x + k - 1)];
+    const int p = k == 0 ? 0 : 1;
+    return planes_.plane[p][std::size_t{y} * planes_.stride[p] + (k == 0 ? x : 2 * x + k - 1)];
   }
 
  private:
@@ -215,13 +216,12 @@ TEST(YuvScaleApi, EachAllocationFailureIsReported) {
                         {3, 4, "[error]: __setup_down_sampling_ctx_u8 failed\n"}};
   for (const Case& c : cases) {
     for (int n = 0;; ++n) {
-      void* ctx = nullptr;
+      Context ctx;
       pxkit::mem::fail_allocation_after(n);
-      const std::string out = pxtest::capture_stdout(
-          [&] { ctx = create_img_scale_ctx(40, 30, 25, 17, 1, 2, c.method, c.flags); });
+      const std::string out =
+          pxtest::capture_stdout([&] { ctx.reset(create_img_scale_ctx(40, 30, 25, 17, 1, 2, c.method, c.flags)); });
       pxkit::mem::fail_allocation_after(-1);
       if (ctx != nullptr) {
-        destroy_img_scale_ctx(ctx);
         EXPECT_GE(n, 5);
         break;
       }
@@ -299,7 +299,7 @@ TEST(YuvScaleEquivalence, UniformFramesStayUniform) {
                         Case{{30, 20, 71, 33}, 2, true}, Case{{70, 40, 33, 17}, 2, true}})
     for (int v : {0, 1, 77, 128, 255})
       for (const auto& plane : check_all_drivers(c.g, c.method, 1, v))
-        for (std::uint8_t x : plane) ASSERT_TRUE(x == v || (!c.exact && v != 0 && x == v - 1)) << int(x) << " for " << v;
+        for (std::uint8_t x : plane) ASSERT_TRUE(x == v || (!c.exact && v != 0 && x == v - 1)) << int(x) << " v " << v;
 }
 
 // Destination widths from 2 to 3 x lanes + 1 (16 32-bit lanes on AVX-512),
