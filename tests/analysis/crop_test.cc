@@ -141,6 +141,7 @@ TEST(CropMapping, HandMadeCases) {
     Image src;
     std::uint32_t dst_w, dst_h, xo, yo;
     std::function<int(std::uint32_t i, std::uint32_t j, bool pooled)> want;
+    std::vector<std::int32_t> threads = {0, 3};  // 0: the single call
   };
   std::vector<Case> cases;
   // The identity shifts by one and blanks the last two columns and rows; the
@@ -149,7 +150,7 @@ TEST(CropMapping, HandMadeCases) {
   cases.push_back({"identity", kIdentity, r, 13, 11, 2, 1, [r](std::uint32_t i, std::uint32_t j, bool pooled) {
                      const std::uint32_t qx = i + 2 + 1, qy = j + 1 + 1;
                      return qx <= r.width - 3 && qy <= r.height - 3 ? int{r.at(qx, pooled ? 0 : qy)} : 0;
-                   }});
+                   }, {0, 1, 3, 12}});
   // Denominator 0, points left of column 1, x negative everywhere: 0.
   for (const Matrix& m : {Matrix{1, 0, 0, 0, 1, 0, 0, 0, 0}, Matrix{1, 0, -3, 0, 1, 0, 0, 0, 1},
                           Matrix{-1, 0, 0, 0, 1, 0, 0, 0, 1}})
@@ -171,7 +172,7 @@ TEST(CropMapping, HandMadeCases) {
                        return pooled ? (even ? 44 : 55) : i < (w < 9 ? 0 : (w - 1) / 8 * 8) ? 50 : even ? 37 : 62;
                      }});
   for (Case& c : cases) {
-    for (std::int32_t threads : {0, 1, 3, 12}) {  // 0: the single call
+    for (std::int32_t threads : c.threads) {
       const bool pooled = threads > 0;
       SCOPED_TRACE(c.name + ", threads " + std::to_string(threads));
       Image dst = Image(c.dst_w, c.dst_h, 3);
