@@ -26,6 +26,7 @@ using DF = hn::ScalableTag<float>;
 using DI = hn::RebindToSigned<DF>;
 using DU = hn::RebindToUnsigned<DF>;
 using VF = hn::Vec<DF>;
+using pxkit::HWY_NAMESPACE::TruncInRange;
 using pxkit::HWY_NAMESPACE::TruncSaturateI32;
 using pxkit::HWY_NAMESPACE::TruncSaturateU32;
 
@@ -61,11 +62,25 @@ HWY_INLINE void Put(hn::Vec<D> v, D d, hn::TFromD<D>* HWY_RESTRICT out) {
   }
 }
 
+// A vector whose low 8 and 16 bits are those of the saturated int32 of each
+// product. On x86 the raw conversion gives INT32_MIN for NaN and for every
+// lane out of range, whose low bits are already right except for 2^31 and
+// above (INT32_MAX): one exclusive-or repairs those.
+HWY_INLINE hn::Vec<DU> SaturatedLowBits(VF p) {
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+  const DF df;
+  const auto too_big = hn::VecFromMask(DU(), hn::RebindMask(DU(), hn::Ge(p, hn::Set(df, kTwo31))));
+  return hn::Xor(hn::BitCast(DU(), TruncInRange(df, p)), too_big);
+#else
+  return hn::BitCast(DU(), TruncSaturateI32(DF(), p));
+#endif
+}
+
 // Low 8 or 16 bits of the saturated int32 of each product, as a vector of
 // the narrow unsigned type with one lane per f32 lane.
 template <class U>
 HWY_INLINE hn::Vec<hn::Rebind<U, DF>> LowBits(VF p) {
-  return hn::TruncateTo(hn::Rebind<U, DF>(), hn::BitCast(DU(), TruncSaturateI32(DF(), p)));
+  return hn::TruncateTo(hn::Rebind<U, DF>(), SaturatedLowBits(p));
 }
 
 // Converts one full output vector of T from the floats at `in` (one f32
@@ -85,8 +100,17 @@ HWY_INLINE void FixedVector(const float* HWY_RESTRICT in, VF vf, T* HWY_RESTRICT
     Put<kKind>(TruncSaturateI32(DF(), product(0)), DI(), out);
   } else if constexpr (sizeof(T) == 2) {
     const hn::ScalableTag<std::uint16_t> d16;
+#if HWY_TARGET == HWY_AVX2
+    // AVX2 has no truncating narrow: keep the low halves, pack them without
+    // saturating (they are in range) and put the 64-bit quarters in order.
+    const __m256i low16 = _mm256_set1_epi32(0xFFFF);
+    const __m256i a = _mm256_and_si256(SaturatedLowBits(product(0)).raw, low16);
+    const __m256i b = _mm256_and_si256(SaturatedLowBits(product(1)).raw, low16);
+    const hn::Vec<decltype(d16)> v{_mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8)};
+#else
     const auto v = hn::Combine(d16, LowBits<std::uint16_t>(product(1)),
                                LowBits<std::uint16_t>(product(0)));
+#endif
     Put<kKind>(v, d16, reinterpret_cast<std::uint16_t*>(out));
   } else {
     const hn::ScalableTag<std::uint8_t> d8;
